@@ -1,0 +1,120 @@
+#include "flash/mrd.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "flash/byteorder.h"
+#include "shell/system_cmd.h"
+
+namespace {
+
+constexpr const char MRD_DEVICE[] = "/dev/mtd0";
+constexpr const char BOOT_IMAGE_FILE[] = "/tmp/boot.bin";
+constexpr const char BOOT_WRITE_CMD[] = "/userfs/bin/mtd -f write /tmp/boot.bin bootloader";
+
+// Reads up to len bytes at offset; returns how many arrived.
+size_t read_at(int fd, long offset, unsigned char *buf, size_t len)
+{
+	if (lseek(fd, offset, SEEK_SET) < 0)
+		return 0;
+	size_t got = 0;
+	while (got < len) {
+		ssize_t n = read(fd, buf + got, len - got);
+		if (n <= 0)
+			break;
+		got += size_t(n);
+	}
+	return got;
+}
+
+bool write_boot_image(const unsigned char *block)
+{
+	FILE *out = fopen(BOOT_IMAGE_FILE, "w");
+	if (!out)
+		return false;
+	fwrite(block, 1, BOOT_BLOCK_SIZE, out);
+	fflush(out);
+	fclose(out);
+	return true;
+}
+
+int hex_digit(char c)
+{
+	if (c >= '0' && c <= '9')
+		return c - '0';
+	if (c >= 'A' && c <= 'F')
+		return c - 'A' + 10;
+	if (c >= 'a' && c <= 'f')
+		return c - 'a' + 10;
+	return -1;
+}
+
+} // namespace
+
+int MRDread(unsigned char *buf)
+{
+	int fd = open(MRD_DEVICE, O_RDONLY);
+	if (fd < 0) {
+		printf("open mtd device (MRD) error!!\n");
+		return 0;
+	}
+	size_t got = read_at(fd, MRD_OFFSET, buf, MRD_SIZE);
+	close(fd);
+	if (got < MRD_SIZE) {
+		printf("read mtd device (MRD) error!!\n");
+		return 0;
+	}
+	return 1;
+}
+
+int MRDwrite(const unsigned char *buf)
+{
+	unsigned char *block = static_cast<unsigned char *>(calloc(1, BOOT_BLOCK_SIZE));
+	if (!block)
+		return 0;
+	int fd = open(MRD_DEVICE, O_RDONLY);
+	if (fd < 0) {
+		printf("open mtd device (MRD) error!!\n");
+		free(block);
+		return 0;
+	}
+	if (read_at(fd, 0, block, BOOT_BLOCK_SIZE) < BOOT_BLOCK_SIZE) {
+		printf("read mtd device (Bootloader) error!!\n");
+		close(fd);
+		free(block);
+		return 0;
+	}
+	memcpy(block + MRD_OFFSET, buf, MRD_SIZE);
+	bool written = write_boot_image(block);
+	close(fd);
+	free(block);
+	if (!written) {
+		printf("Open file error!!\n");
+		return 0;
+	}
+	run_system_cmd(BOOT_WRITE_CMD);
+	return 1;
+}
+
+uint32_t MRDmodelId(const unsigned char *mrd)
+{
+	return be32_get(mrd + MRD_MODEL_ID);
+}
+
+void MRDsetModelId(unsigned char *mrd, uint32_t id)
+{
+	be32_put(mrd + MRD_MODEL_ID, id);
+}
+
+uint32_t lib_xtoi(const char *text)
+{
+	if (text[0] == '0' && text[1] == 'x')
+		text += 2;
+	uint32_t value = 0;
+	for (int d; (d = hex_digit(*text)) >= 0; text++)
+		value = value * 16 + uint32_t(d);
+	return value;
+}

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs what building, trying and testing need, from Debian's packages.
+# Quiet and quick when everything is already there.
+set -eu
+packages=(
+	build-essential cmake pkg-config git
+	busybox-static util-linux
+	libmxml-dev
+	verilator
+	zlib1g-dev
+	libgtest-dev googletest libbenchmark-dev
+	clang libclang-rt-dev
+	valgrind
+	g++-mips-linux-gnu qemu-user
+)
+missing=()
+for p in "${packages[@]}"; do
+	dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'ok installed' || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+if [ "$(id -u)" != 0 ]; then
+	echo "missing packages (run as root to install): ${missing[*]}" >&2
+	exit 1
+fi
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -qq
+apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,163 @@
+// gwsim-mkroot DIR: lays out a fresh gateway's flash and kernel files inside
+// DIR, and links the BusyBox applets named on standard input (the output of
+// `busybox --list-full`). The gwsim script does the rest of the init.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "flash/byteorder.h"
+#include "flash/mrd.h"
+#include "gateway_identity.h"
+
+namespace {
+
+struct PartitionLayout {
+	const char *name;
+	uint32_t size;
+};
+
+constexpr uint32_t ERASE_SIZE = 0x10000;
+constexpr int PROC_PID_LINKS = 1024;
+
+// romfile must be listed before second_romfile: the program finds partitions
+// by substring and takes the first line.
+constexpr PartitionLayout PARTITIONS[] = {
+	{"bootloader", 0x20000},
+	{"romfile", 0x20000},
+	{"tclinux", 0x200000},
+	{"Tclinux_main", 0x200000},
+	{"Tclinux_Buffer", 0x200000},
+	{"second_romfile", 0x20000},
+	{"romd", 0x20000},
+	{"reservearea", 0x20000},
+};
+
+// Applets the gateway provides itself or must never run against the host.
+constexpr const char *OWN_APPLETS[] = {"sh", "reboot", "halt", "poweroff"};
+
+const char *root_dir;
+
+bool fail(const char *what, const char *path)
+{
+	fprintf(stderr, "gwsim: %s %s/%s: %s\n", what, root_dir, path, strerror(errno));
+	return false;
+}
+
+bool write_file(const char *path, const void *data, size_t len)
+{
+	char full[4096];
+	snprintf(full, sizeof full, "%s/%s", root_dir, path);
+	int fd = open(full, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+	if (fd < 0)
+		return fail("cannot create", path);
+	bool ok = write(fd, data, len) == static_cast<ssize_t>(len);
+	close(fd);
+	return ok || fail("cannot write", path);
+}
+
+void put_text(unsigned char *field, const char *text)
+{
+	memcpy(field, text, strlen(text));
+}
+
+void fill_boot_block(unsigned char *block)
+{
+	unsigned char *mrd = block + MRD_OFFSET;
+	memset(mrd, 0, MRD_SIZE);
+	put_text(mrd + MRD_VENDOR_NAME, GW_VENDOR_NAME);
+	put_text(mrd + MRD_PRODUCT_MODEL, GW_PRODUCT_MODEL);
+	memcpy(mrd + MRD_ETHER_ADDR, GW_BASE_MAC, sizeof GW_BASE_MAC);
+	mrd[MRD_COUNTRY_CODE] = GW_COUNTRY_CODE;
+	put_text(mrd + MRD_SERIAL_NUM, GW_SERIAL_NUMBER);
+	mrd[MRD_MAC_QUANTITY] = GW_MAC_QUANTITY;
+	mrd[MRD_DEBUG_FLAG] = GW_DEBUG_FLAG;
+	be32_put(mrd + MRD_MODEL_ID, GW_MODEL_ID);
+	put_text(mrd + MRD_CHIP_ID, GW_CHIP_ID);
+	put_text(mrd + MRD_WPA_PSK, GW_WPA_PSK);
+	memcpy(block + GW_BOOT_INFO_OFFSET, GW_BOOT_INFO, sizeof GW_BOOT_INFO);
+}
+
+bool make_flash()
+{
+	static_assert(MRD_OFFSET + MRD_SIZE <= GW_BOOT_INFO_OFFSET, "record overlaps boot information");
+	unsigned char *erased = static_cast<unsigned char *>(malloc(0x200000));
+	if (!erased)
+		return false;
+	char table[1024];
+	int len = snprintf(table, sizeof table, "dev:    size   erasesize  name\n");
+	bool ok = true;
+	for (size_t i = 0; ok && i < sizeof PARTITIONS / sizeof PARTITIONS[0]; i++) {
+		const PartitionLayout &p = PARTITIONS[i];
+		memset(erased, 0xFF, p.size);
+		if (i == 0)
+			fill_boot_block(erased);
+		char dev[32];
+		snprintf(dev, sizeof dev, "dev/mtd%zu", i);
+		ok = write_file(dev, erased, p.size);
+		len += snprintf(table + len, sizeof table - static_cast<size_t>(len), "mtd%zu: %08x %08x \"%s\"\n", i,
+				p.size, ERASE_SIZE, p.name);
+	}
+	free(erased);
+	return ok && write_file("proc/mtd", table, static_cast<size_t>(len)) && write_file("proc/tc3162/tcci_cmd", "", 0);
+}
+
+// The gateway's /proc is a plain directory; the process directories of the
+// gateway's own PID namespace are links into its procfs. Sanitizer runtimes
+// open /proc/<pid>/... by number, so every pid a run is likely to reach has
+// its link; gwsim-exec keeps the namespace's pids below this where the
+// kernel lets it.
+bool link_process_dirs()
+{
+	for (int pid = 1; pid <= PROC_PID_LINKS; pid++) {
+		char target[64], link[4096];
+		snprintf(target, sizeof target, "../.gwsim/hostproc/%d", pid);
+		snprintf(link, sizeof link, "%s/proc/%d", root_dir, pid);
+		if (symlink(target, link) < 0 && errno != EEXIST)
+			return fail("cannot link", "proc");
+	}
+	return true;
+}
+
+bool is_own_applet(const char *path)
+{
+	const char *base = strrchr(path, '/');
+	base = base ? base + 1 : path;
+	for (const char *own : OWN_APPLETS) {
+		if (strcmp(base, own) == 0)
+			return true;
+	}
+	return false;
+}
+
+bool link_applets()
+{
+	char line[512];
+	while (fgets(line, sizeof line, stdin)) {
+		line[strcspn(line, "\n")] = '\0';
+		// Entries are relative ("usr/bin/awk"); bin/busybox itself is a copy.
+		if (!line[0] || line[0] == '/' || strstr(line, "..") || is_own_applet(line) ||
+		    strcmp(line, "bin/busybox") == 0)
+			continue;
+		char full[4096];
+		snprintf(full, sizeof full, "%s/%s", root_dir, line);
+		if (symlink("/bin/busybox", full) < 0 && errno != EEXIST)
+			return fail("cannot link", line);
+	}
+	return true;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+	if (argc != 2) {
+		fprintf(stderr, "usage: gwsim-mkroot DIR < applet-list\n");
+		return 2;
+	}
+	root_dir = argv[1];
+	return make_flash() && link_process_dirs() && link_applets() ? 0 : 1;
+}

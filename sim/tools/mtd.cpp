@@ -1,0 +1,247 @@
+// /userfs/bin/mtd: the gateway's flash utility.
+//
+//   mtd [-f] write FILE PARTITION    erase the partition, then program FILE
+//   mtd [-f] erase PARTITION         erase the whole partition
+//   mtd writeflash FILE LENGTH OFFSET PARTITION
+//                                    program LENGTH bytes of FILE at OFFSET,
+//                                    keeping the rest of the erase blocks
+//
+// The partition is worked erase block by erase block (erase, program, next),
+// as on real flash: an interrupted run leaves the blocks before the cut new,
+// the block at the cut erased and the blocks after it old.
+// GWSIM_MTD_KILL_AFTER_BLOCKS=N cuts the power (SIGKILL) after N blocks.
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "mtd_dev.h"
+
+namespace {
+
+constexpr const char PROC_MTD[] = "/proc/mtd";
+
+__attribute__((format(printf, 1, 2))) int fail(const char *fmt, ...)
+{
+	va_list ap;
+	va_start(ap, fmt);
+	fputs("mtd: ", stderr);
+	vfprintf(stderr, fmt, ap);
+	fputc('\n', stderr);
+	va_end(ap);
+	return 1;
+}
+
+// As the program finds partitions: the first /proc/mtd line "mtdN:" that
+// contains the name anywhere; an unlisted name is taken as a path.
+void partition_path(const char *name, char *path, size_t size)
+{
+	snprintf(path, size, "%s", name);
+	FILE *list = fopen(PROC_MTD, "re");
+	if (!list)
+		return;
+	char line[4096];
+	while (fgets(line, sizeof line, list)) {
+		unsigned index;
+		char colon;
+		if (sscanf(line, "mtd%u%c", &index, &colon) == 2 && colon == ':' && strstr(line, name)) {
+			snprintf(path, size, "/dev/mtd%u", index);
+			break;
+		}
+	}
+	fclose(list);
+}
+
+class Partition {
+public:
+	~Partition()
+	{
+		if (fd_ >= 0)
+			close(fd_);
+		free(block_);
+	}
+
+	int open_named(const char *name)
+	{
+		char path[256];
+		partition_path(name, path, sizeof path);
+		fd_ = open(path, O_RDWR | O_CLOEXEC);
+		if (fd_ < 0)
+			return fail("cannot open partition %s", name);
+		if (mtd_dev_ioctl(fd_, MEMGETINFO, &info_) < 0 || info_.erasesize == 0)
+			return fail("%s is not an MTD partition", name);
+		block_ = static_cast<unsigned char *>(malloc(info_.erasesize));
+		if (!block_)
+			return fail("out of memory for %s", name);
+		const char *kill = getenv("GWSIM_MTD_KILL_AFTER_BLOCKS");
+		kill_after_ = kill && *kill ? atol(kill) : -1;
+		return 0;
+	}
+
+	uint32_t size() const { return info_.size; }
+	uint32_t erase_size() const { return info_.erasesize; }
+	unsigned char *block() { return block_; }
+
+	bool read_block(uint32_t start)
+	{
+		return pread(fd_, block_, info_.erasesize, start) == static_cast<ssize_t>(info_.erasesize);
+	}
+
+	// Erases one block and programs the staged block buffer into it.
+	bool rewrite_block(uint32_t start, bool program)
+	{
+		erase_info_user req = {start, info_.erasesize};
+		if (mtd_dev_ioctl(fd_, MEMERASE, &req) < 0)
+			return false;
+		if (program && pwrite(fd_, block_, info_.erasesize, start) != static_cast<ssize_t>(info_.erasesize))
+			return false;
+		if (kill_after_ >= 0 && ++blocks_done_ >= kill_after_)
+			raise(SIGKILL);
+		return true;
+	}
+
+private:
+	int fd_ = -1;
+	mtd_info_user info_ = {};
+	unsigned char *block_ = nullptr;
+	long kill_after_ = -1;
+	long blocks_done_ = 0;
+};
+
+// Reads up to len bytes; returns how many arrived, or -1 on error.
+ssize_t read_full(int fd, unsigned char *buf, size_t len)
+{
+	size_t got = 0;
+	while (got < len) {
+		ssize_t n = read(fd, buf + got, len - got);
+		if (n < 0 && errno == EINTR)
+			continue;
+		if (n < 0)
+			return -1;
+		if (n == 0)
+			break;
+		got += static_cast<size_t>(n);
+	}
+	return static_cast<ssize_t>(got);
+}
+
+int erase_partition(const char *name)
+{
+	Partition part;
+	if (part.open_named(name))
+		return 1;
+	for (uint32_t start = 0; start < part.size(); start += part.erase_size()) {
+		if (!part.rewrite_block(start, false))
+			return fail("erase of %s failed", name);
+	}
+	return 0;
+}
+
+int write_partition(const char *file, const char *name)
+{
+	Partition part;
+	if (part.open_named(name))
+		return 1;
+	int in = open(file, O_RDONLY | O_CLOEXEC);
+	if (in < 0)
+		return fail("cannot open %s", file);
+	struct stat st;
+	if (fstat(in, &st) < 0 || static_cast<uint64_t>(st.st_size) > part.size()) {
+		close(in);
+		return fail("%s does not fit the partition", file);
+	}
+	int rc = 0;
+	for (uint32_t start = 0; start < part.size() && rc == 0; start += part.erase_size()) {
+		memset(part.block(), 0xFF, part.erase_size());
+		ssize_t got = read_full(in, part.block(), part.erase_size());
+		if (got < 0)
+			rc = fail("cannot read %s", file);
+		else if (!part.rewrite_block(start, got > 0))
+			rc = fail("write of %s failed", name);
+	}
+	close(in);
+	return rc;
+}
+
+bool parse_number(const char *text, uint64_t *value)
+{
+	char *end;
+	errno = 0;
+	unsigned long long v = strtoull(text, &end, 0);
+	if (errno || end == text || *end || text[0] == '-')
+		return false;
+	*value = v;
+	return true;
+}
+
+int write_range(const char *file, const char *length_text, const char *offset_text, const char *name)
+{
+	uint64_t length, offset;
+	if (!parse_number(length_text, &length))
+		return fail("bad length %s", length_text);
+	if (!parse_number(offset_text, &offset))
+		return fail("bad offset %s", offset_text);
+	Partition part;
+	if (part.open_named(name))
+		return 1;
+	if (offset + length > part.size() || offset + length < offset)
+		return fail("range is beyond the end of %s", name);
+	int in = open(file, O_RDONLY | O_CLOEXEC);
+	if (in < 0)
+		return fail("cannot open %s", file);
+	unsigned char *data = static_cast<unsigned char *>(malloc(length ? length : 1));
+	ssize_t got = data ? read_full(in, data, length) : -1;
+	close(in);
+	int rc = 0;
+	if (got < 0 || static_cast<uint64_t>(got) < length)
+		rc = fail("%s is shorter than the length", file);
+	uint32_t erase = part.erase_size();
+	uint64_t end = offset + length;
+	for (uint64_t start = offset / erase * erase; rc == 0 && start < end; start += erase) {
+		if (!part.read_block(static_cast<uint32_t>(start))) {
+			rc = fail("cannot read %s", name);
+			break;
+		}
+		uint64_t from = offset > start ? offset : start;
+		uint64_t to = end < start + erase ? end : start + erase;
+		memcpy(part.block() + (from - start), data + (from - offset), to - from);
+		if (!part.rewrite_block(static_cast<uint32_t>(start), true))
+			rc = fail("write of %s failed", name);
+	}
+	free(data);
+	return rc;
+}
+
+int usage()
+{
+	fprintf(stderr, "usage: mtd [-f] write FILE PARTITION | mtd [-f] erase PARTITION | "
+			"mtd writeflash FILE LENGTH OFFSET PARTITION\n");
+	return 1;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+	int i = 1;
+	if (i < argc && strcmp(argv[i], "-f") == 0)
+		i++;
+	int args = argc - i - 1;
+	if (i >= argc)
+		return usage();
+	const char *verb = argv[i];
+	char **arg = argv + i + 1;
+	if (strcmp(verb, "write") == 0 && args == 2)
+		return write_partition(arg[0], arg[1]);
+	if (strcmp(verb, "erase") == 0 && args == 1)
+		return erase_partition(arg[0]);
+	if (strcmp(verb, "writeflash") == 0 && args == 4)
+		return write_range(arg[0], arg[1], arg[2], arg[3]);
+	return usage();
+}

@@ -1,0 +1,138 @@
+# Transcript-test helpers: each case starts from a fresh simulated gateway,
+# runs commands on its console and checks output bytes, exit status, the
+# store, logs and flash.
+
+REPO_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+GWSIM="$REPO_ROOT/sim/gwsim"
+export GWSIM_BUILD=${GWSIM_BUILD:-$REPO_ROOT/build}
+TEST_TMP=$(mktemp -d "$GWSIM_BUILD/bbtest.XXXXXX")
+trap 'rm -rf "$TEST_TMP"' EXIT
+OUT_FILE=$TEST_TMP/stdout
+ERR_FILE=$TEST_TMP/stderr
+PASSED=0
+FAILED=0
+CASE=
+CASE_FAILED=0
+GW=
+RC=
+
+close_case() {
+	[ -n "$CASE" ] || return 0
+	if [ "$CASE_FAILED" = 0 ]; then
+		PASSED=$((PASSED + 1))
+	else
+		FAILED=$((FAILED + 1))
+	fi
+	[ -n "$GW" ] && rm -rf "$GW"
+	GW=
+	CASE=
+}
+
+# begin NAME: starts a case on a fresh gateway.
+begin() {
+	close_case
+	CASE=$1
+	CASE_FAILED=0
+	gw_fresh
+}
+
+fail() {
+	printf 'FAIL: %s: %s\n' "$CASE" "$*"
+	CASE_FAILED=1
+}
+
+gw_fresh() {
+	[ -n "$GW" ] && rm -rf "$GW"
+	GW=$(mktemp -d "$TEST_TMP/gw.XXXXXX")
+	"$GWSIM" init "$GW" >/dev/null || fail "gwsim init failed"
+}
+
+# gw_run CMD [ARGS...]: runs on the gateway's console, stdin empty.
+gw_run() {
+	"$GWSIM" run "$GW" -- "$@" >"$OUT_FILE" 2>"$ERR_FILE" </dev/null
+	RC=$?
+}
+
+# gw_sh 'command line': runs a line through the gateway's shell without
+# recording it in the shell log the tests inspect.
+gw_sh() {
+	"$GWSIM" run "$GW" -- /bin/busybox sh -c "$1"
+}
+
+show_diff() {
+	local what=$1 expected=$2 actual=$3
+	fail "$what differs"
+	printf '  expected: %q\n  actual:   %q\n' "$expected" "$actual"
+}
+
+compare_file() {
+	local what=$1 file=$2 expected=$3 actual
+	if ! printf '%s' "$expected" | cmp -s - "$file"; then
+		actual=$(cat "$file"; printf x)
+		show_diff "$what" "$expected" "${actual%x}"
+	fi
+}
+
+expect_stdout() { compare_file stdout "$OUT_FILE" "$1"; }
+expect_stderr() { compare_file stderr "$ERR_FILE" "$1"; }
+
+expect_rc() {
+	[ "$RC" = "$1" ] || fail "exit status $RC, expected $1"
+}
+
+# expect_store NODE ATTR VALUE: the attribute holds exactly VALUE.
+expect_store() {
+	local actual
+	actual=$("$GWSIM" run "$GW" -- /userfs/bin/tcapi get "$1" "$2" 2>/dev/null; printf x)
+	actual=${actual%x}
+	[ "$actual" = "$3"$'\n' ] || show_diff "store $1 $2" "$3" "${actual%$'\n'}"
+}
+
+# expect_no_store NODE ATTR: the attribute is absent.
+expect_no_store() {
+	if "$GWSIM" run "$GW" -- /userfs/bin/tcapi get "$1" "$2" >/dev/null 2>&1; then
+		fail "store $1 $2 is set, expected absent"
+	fi
+}
+
+# expect_file_text PATH TEXT: a file inside the gateway holds exactly TEXT.
+expect_file_text() {
+	if [ ! -e "$GW$1" ]; then
+		fail "$1 missing"
+		return
+	fi
+	compare_file "$1" "$GW$1" "$2"
+}
+
+# log_mark LOG: remembers how long a log inside the gateway is now, so that
+# expect_log_since can check only what a command appended.
+declare -A LOG_MARKS
+log_mark() {
+	LOG_MARKS[$1]=$(stat -c %s "$GW$1" 2>/dev/null || echo 0)
+}
+
+# expect_log_since LOG TEXT: what was appended since log_mark is exactly TEXT.
+expect_log_since() {
+	local start=${LOG_MARKS[$1]:-0} actual
+	actual=$(tail -c +$((start + 1)) "$GW$1" 2>/dev/null; printf x)
+	actual=${actual%x}
+	[ "$actual" = "$2" ] || show_diff "$1 since mark" "$2" "$actual"
+}
+
+# flash_hex DEV OFFSET LENGTH: the bytes of a partition file as hex.
+flash_hex() {
+	od -An -v -tx1 -j "$2" -N "$3" "$GW$1" | tr -d ' \n'
+}
+
+# check DESCRIPTION COMMAND...: passes when COMMAND succeeds.
+check() {
+	local what=$1
+	shift
+	"$@" || fail "$what"
+}
+
+finish() {
+	close_case
+	printf '%d passed, %d failed\n' "$PASSED" "$FAILED"
+	[ "$FAILED" = 0 ]
+}

@@ -1,0 +1,181 @@
+#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+
+#include "flash/mrd.h"
+#include "flash/mtd.h"
+#include "helpers.h"
+
+namespace {
+
+// Each test may rewrite the partition list and the boot-loader partition;
+// the gateway's originals come back afterwards.
+class GatewayFlash : public ::testing::Test {
+protected:
+	void SetUp() override
+	{
+		proc_mtd_ = read_file("/proc/mtd");
+		mtd0_ = read_file("/dev/mtd0");
+		ASSERT_FALSE(proc_mtd_.empty());
+		ASSERT_EQ(mtd0_.size(), BOOT_BLOCK_SIZE);
+	}
+	void TearDown() override
+	{
+		write_file("/proc/mtd", proc_mtd_);
+		write_file("/dev/mtd0", mtd0_);
+	}
+	std::string proc_mtd_;
+	std::string mtd0_;
+};
+
+ino_t inode_of_fd(int fd)
+{
+	struct stat st;
+	return fstat(fd, &st) == 0 ? st.st_ino : 0;
+}
+
+ino_t inode_of(const char *path)
+{
+	struct stat st;
+	return stat(path, &st) == 0 ? st.st_ino : 0;
+}
+
+// Which /dev/mtdN the name opens, or "" when the open fails.
+std::string opened_device(int (*open_fn)(const char *, int), const char *name)
+{
+	int fd = open_fn(name, O_RDONLY);
+	if (fd < 0)
+		return "";
+	ino_t ino = inode_of_fd(fd);
+	close(fd);
+	for (int n = 0; n < 16; n++) {
+		std::string dev = "/dev/mtd" + std::to_string(n);
+		if (inode_of(dev.c_str()) == ino)
+			return dev;
+	}
+	return "other";
+}
+
+const char PARTITIONS[] = "dev:    size   erasesize  name\n"
+			  "mtd0: 00020000 00010000 \"bootloader\"\n"
+			  "mtd1: 00020000 00010000 \"second_romfile\"\n"
+			  "mtd5: 00020000 00010000 \"romfile\"\n"
+			  "mtd6: 00020000 00010000 \"romd\"\n";
+
+struct OpenCase {
+	const char *list;
+	const char *name;
+	const char *device;
+};
+
+TEST_F(GatewayFlash, OpenByNameTakesTheFirstLineContainingIt)
+{
+	const OpenCase cases[] = {
+		{ PARTITIONS, "bootloader", "/dev/mtd0" },
+		{ PARTITIONS, "romfile", "/dev/mtd1" }, // a substring of second_romfile
+		{ PARTITIONS, "romd", "/dev/mtd6" },
+		{ PARTITIONS, "mtd5", "/dev/mtd5" },	// the device name is part of the line too
+		{ PARTITIONS, "/dev/mtd3", "/dev/mtd3" }, // a path passes straight through
+		{ PARTITIONS, "size", "" },		// only the header has it: not a partition
+		{ PARTITIONS, "tclinux", "" },
+		{ "mtdx: 1 1 \"romd\"\nmtd: 1 1 \"romd\"\nmtd7 \"romd\"\n", "romd", "" },
+		{ "", "romd", "" },
+	};
+	for (const OpenCase &c : cases) {
+		write_file("/proc/mtd", c.list);
+		EXPECT_EQ(opened_device(nox_open_mtd, c.name), c.device) << c.name;
+		EXPECT_EQ(opened_device(mtd_open, c.name), c.device) << c.name;
+	}
+}
+
+TEST_F(GatewayFlash, WithoutAPartitionListTheNameIsAPath)
+{
+	unlink("/proc/mtd");
+	EXPECT_EQ(opened_device(nox_open_mtd, "romd"), ""); // no /romd in the root
+	EXPECT_EQ(opened_device(nox_open_mtd, "/dev/mtd6"), "/dev/mtd6");
+}
+
+TEST_F(GatewayFlash, SizeComesFromTheDriver)
+{
+	std::string out = capture_stdout([] { EXPECT_EQ(nox_mtd_size("romd"), 0x20000u); });
+	EXPECT_EQ(out, "");
+	out = capture_stdout([] { EXPECT_EQ(nox_mtd_size("tclinux"), 0x200000u); });
+	EXPECT_EQ(out, "");
+	out = capture_stdout([] { EXPECT_EQ(nox_mtd_size("nosuchpart"), 0u); });
+	EXPECT_EQ(out, "Could not open mtd device: nosuchpart\n");
+	write_file("/tmp/plainfile", "not flash");
+	out = capture_stdout([] { EXPECT_EQ(nox_mtd_size("/tmp/plainfile"), 0u); });
+	EXPECT_EQ(out, "Could not get MTD device info from /tmp/plainfile\n");
+}
+
+TEST_F(GatewayFlash, RecordReadFromItsPlaceInTheBootBlock)
+{
+	unsigned char mrd[MRD_SIZE];
+	std::string out = capture_stdout([&] { EXPECT_EQ(MRDread(mrd), 1); });
+	EXPECT_EQ(out, "");
+	EXPECT_EQ(std::string(reinterpret_cast<char *>(mrd), MRD_SIZE), mtd0_.substr(MRD_OFFSET, MRD_SIZE));
+}
+
+struct BrokenBootCase {
+	const char *what;
+	long keep; // bytes of /dev/mtd0 left; negative: no device at all
+	const char *read_msg;
+	const char *write_msg;
+};
+
+TEST_F(GatewayFlash, UnreadableRecordIsReported)
+{
+	const BrokenBootCase cases[] = {
+		{ "no device", -1, "open mtd device (MRD) error!!\n", "open mtd device (MRD) error!!\n" },
+		{ "record cut short", MRD_OFFSET + 166, "read mtd device (MRD) error!!\n",
+		  "read mtd device (Bootloader) error!!\n" },
+		{ "empty device", 0, "read mtd device (MRD) error!!\n", "read mtd device (Bootloader) error!!\n" },
+	};
+	for (const BrokenBootCase &c : cases) {
+		if (c.keep < 0)
+			unlink("/dev/mtd0");
+		else
+			write_file("/dev/mtd0", mtd0_.substr(0, static_cast<size_t>(c.keep)));
+		unsigned char mrd[MRD_SIZE] = {};
+		EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(MRDread(mrd), 0); }), c.read_msg) << c.what;
+		EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(MRDwrite(mrd), 0); }), c.write_msg) << c.what;
+		write_file("/dev/mtd0", mtd0_);
+	}
+}
+
+TEST_F(GatewayFlash, WriteReplacesOnlyTheRecord)
+{
+	unsigned char mrd[MRD_SIZE];
+	ASSERT_EQ(MRDread(mrd), 1);
+	for (size_t i = 0; i < MRD_SIZE; i++)
+		mrd[i] = static_cast<unsigned char>(i ^ 0x5A);
+	unlink("/var/log/shell.log");
+	EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(MRDwrite(mrd), 1); }), "");
+
+	std::string expected = mtd0_;
+	expected.replace(MRD_OFFSET, MRD_SIZE, reinterpret_cast<char *>(mrd), MRD_SIZE);
+	EXPECT_TRUE(read_file("/tmp/boot.bin") == expected);
+	EXPECT_TRUE(read_file("/dev/mtd0") == expected);
+	EXPECT_EQ(read_file("/var/log/shell.log"), "/userfs/bin/mtd -f write /tmp/boot.bin bootloader\n");
+
+	unsigned char back[MRD_SIZE];
+	ASSERT_EQ(MRDread(back), 1);
+	EXPECT_EQ(memcmp(back, mrd, MRD_SIZE), 0);
+}
+
+TEST_F(GatewayFlash, BootImageThatCannotBeCreatedIsReported)
+{
+	unsigned char mrd[MRD_SIZE];
+	ASSERT_EQ(MRDread(mrd), 1);
+	unlink("/tmp/boot.bin");
+	ASSERT_EQ(mkdir("/tmp/boot.bin", 0755), 0);
+	EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(MRDwrite(mrd), 0); }), "Open file error!!\n");
+	rmdir("/tmp/boot.bin");
+	EXPECT_TRUE(read_file("/dev/mtd0") == mtd0_);
+}
+
+} // namespace
