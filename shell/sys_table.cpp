@@ -43,7 +43,7 @@ const sys_cmd_entry sys_cmd_table[] = {
 	{ "wlan", wlan_cmd, 2, 0, nullptr },
 	{ "snmp", snmp_cmd, 2, 0, nullptr },
 	{ "remmgmt", remmgmt_cmd, 2, 0, nullptr },
-	{ "realversion", nullptr, 3, 0, nullptr },
+	{ "realversion", realversion_cmd, 3, 0, nullptr },
 	{ "debuginfo", debuginfo_cmd, 2, 0, nullptr },
 	{ "writeclbtoflash", writeclbtoflash_cmd, 2, 0, nullptr },
 	{ "Calibration_Verification_24g", nullptr, 2, 0, nullptr },

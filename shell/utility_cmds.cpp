@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "flash/fwtag.h"
 #include "shell/dispatch.h"
 #include "shell/store.h"
 #include "shell/sys_table.h"
@@ -73,6 +74,19 @@ int console_forward_cmd(int argc, char *argv[], void *)
 	}
 	fputs(line, ctrl);
 	return fclose(ctrl);
+}
+
+int realversion_cmd(int, char *[], void *)
+{
+	unsigned char raw[FW_TAG_SIZE];
+	if (!nox_getFWtag(raw)) {
+		printf("Fail to get firmware Tag\n");
+		return 0;
+	}
+	FwTag tag;
+	fwtag_decode(raw, &tag);
+	printf("\nInternal Version       : %s\n", tag.internalVersion);
+	return 0;
 }
 
 // The buffer is cleared once only: a failed read shows the row before's value.

@@ -3,6 +3,7 @@
 #pragma once
 
 int console_forward_cmd(int argc, char *argv[], void *ctx);
+int realversion_cmd(int argc, char *argv[], void *ctx);
 int debuginfo_cmd(int argc, char *argv[], void *ctx);
 int times_cmd(int argc, char *argv[], void *ctx);
 int times_address_cmd(int argc, char *argv[], void *ctx);

@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# Builds the romfile fuzz targets with clang (libFuzzer, ASan, UBSan), makes a
+# seed corpus with the gateway's own encoder and runs each target for a
+# bounded time. Fails when a target crashes, leaks or trips a sanitizer.
+#
+#   fuzz/run.sh [SECONDS-PER-TARGET]        (default 60)
+#   FUZZ_WORK=dir  where objects, corpora and logs go (default build-fuzz/)
+#   FASTLZ_SOURCE_DIR=dir  FastLZ sources, as for the CMake build
+#   CLANGXX=clang++-14 CLANG=clang-14
+set -eu
+seconds=${1:-60}
+repo=$(cd "$(dirname "$0")/.." && pwd)
+work=${FUZZ_WORK:-$repo/build-fuzz}
+fastlz=${FASTLZ_SOURCE_DIR:-/usr/share/verilator/include/gtkwave}
+cxx=${CLANGXX:-clang++-14}
+cc=${CLANG:-clang-14}
+targets="fuzz_container fuzz_parse_rom fuzz_romd_header fuzz_romfile_image fuzz_roundtrip"
+
+mkdir -p "$work/obj" "$work/seeds" "$work/logs"
+san="-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer"
+cxxflags="-std=c++17 -g -O1 -fno-exceptions -fno-rtti -I$repo -I$repo/platform/include -I$fastlz"
+lib_sources="romfile/container.cpp romfile/image.cpp romfile/romd.cpp romfile/romfile.cpp
+	flash/crc32.cpp flash/mtd.cpp"
+
+echo "building in $work"
+objs=()
+for src in $lib_sources; do
+	obj=$work/obj/$(basename "${src%.cpp}").o
+	# shellcheck disable=SC2086
+	$cxx $cxxflags $san -fsanitize=fuzzer-no-link -c "$repo/$src" -o "$obj"
+	objs+=("$obj")
+done
+# shellcheck disable=SC2086
+$cc -std=c11 -g -O1 $san -fsanitize=fuzzer-no-link -I"$repo/platform/include" \
+	-c "$repo/platform/device/mtd_dev.c" -o "$work/obj/mtd_dev.o"
+# Not our code: no warnings, byte-wise access as on the gateway.
+# shellcheck disable=SC2086
+$cc -g -O1 -w -DFASTLZ_STRICT_ALIGN=1 $san -fsanitize=fuzzer-no-link \
+	-c "$fastlz/fastlz.c" -o "$work/obj/fastlz.o"
+objs+=("$work/obj/mtd_dev.o" "$work/obj/fastlz.o")
+
+for t in $targets; do
+	# shellcheck disable=SC2086
+	$cxx $cxxflags $san -fsanitize=fuzzer "$repo/fuzz/$t.cpp" "${objs[@]}" -o "$work/$t"
+done
+
+# Seeds from the gateway's encoder, built without the fuzzer runtime.
+$cc -g -O1 -w -DFASTLZ_STRICT_ALIGN=1 -c "$fastlz/fastlz.c" -o "$work/obj/fastlz_plain.o"
+# shellcheck disable=SC2086
+$cxx $cxxflags "$repo/fuzz/make_seeds.cpp" "$repo/romfile/container.cpp" "$repo/romfile/image.cpp" \
+	"$repo/flash/crc32.cpp" "$work/obj/fastlz_plain.o" -o "$work/make_seeds"
+rm -rf "$work/seeds"/*
+"$work/make_seeds" "$work/seeds"
+
+failed=0
+for t in $targets; do
+	corpus=$work/corpus/$t
+	mkdir -p "$corpus"
+	log=$work/logs/$t.log
+	# The library prints its own messages for every damaged chunk; they go
+	# to /dev/null, libFuzzer's report to the log.
+	if "$work/$t" -max_total_time="$seconds" -max_len=140000 -rss_limit_mb=2048 -timeout=10 \
+		-print_final_stats=1 -artifact_prefix="$work/logs/$t-" \
+		"$corpus" "$work/seeds" >/dev/null 2>"$log"; then
+		runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+		secs=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log")
+		printf '%-20s ok     %ss  %s runs  (%s/s)\n' "$t" "$seconds" "$runs" "$secs"
+	else
+		printf '%-20s FAILED, see %s\n' "$t" "$log"
+		failed=1
+	fi
+done
+exit $failed

@@ -1,0 +1,128 @@
+// ROM file text, image checksums and the choice between the two copies, on
+// buffers only (no flash access), so host tools share them.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "flash/byteorder.h"
+#include "flash/crc32.h"
+#include "romfile/container.h"
+#include "romfile/romfile.h"
+
+namespace {
+
+constexpr char ROM_OPEN[] = "<ROMFILE>";
+constexpr size_t ROM_OPEN_LEN = sizeof ROM_OPEN - 1;
+constexpr char ROM_CLOSE[] = "</ROMFILE>";
+constexpr size_t ROM_CLOSE_LEN = sizeof ROM_CLOSE - 1;
+
+const char *find_text(const char *hay, size_t hay_len, const char *needle, size_t needle_len)
+{
+	return static_cast<const char *>(memmem(hay, hay_len, needle, needle_len));
+}
+
+// A decoded image larger than the raw buffer has replaced it; the text may
+// run to the end of whichever is larger.
+size_t decoded_buffer_size(int decoded_len)
+{
+	return std::max(ROMFILE_SIZE, static_cast<size_t>(std::max(decoded_len, 0)));
+}
+
+bool copy_is_valid(const romfile_sums &c)
+{
+	return c.computed == c.stored;
+}
+
+} // namespace
+
+int romfile_real_length(const char *buf, size_t size)
+{
+	size_t text_len = strnlen(buf, size);
+	const char *close = find_text(buf, text_len, ROM_CLOSE, ROM_CLOSE_LEN);
+	if (close && text_len >= ROM_OPEN_LEN && memcmp(buf, ROM_OPEN, ROM_OPEN_LEN) == 0)
+		return static_cast<int>(close - buf + ROM_CLOSE_LEN);
+	if (find_text(buf, text_len, ROM_OPEN, ROM_OPEN_LEN))
+		printf("Current ROM file is not valid!\n");
+	return 0;
+}
+
+int nox_parseRomFromBuffer(const char *buf)
+{
+	return romfile_real_length(buf, strlen(buf));
+}
+
+int nox_getRealRom(const char *buf)
+{
+	if (!buf) {
+		printf("Input ROM file buffer is NULL!\n");
+		return 0;
+	}
+	return nox_parseRomFromBuffer(buf);
+}
+
+char *romfile_buf_alloc()
+{
+	return static_cast<char *>(calloc(ROMFILE_SIZE + 1, 1));
+}
+
+uint32_t romfile_image_checksum(char **image, const char *who, bool *ok)
+{
+	size_t size = ROMFILE_SIZE;
+	if (isCompressedConfigFile(*image)) {
+		int len = 0;
+		if (nox_configFileLzDecoder(image, &len) != 0) {
+			printf("%s: nox_configFileLzwDecoder fail!\n", who);
+			*ok = false;
+			return 0;
+		}
+		size = decoded_buffer_size(len);
+	}
+	*ok = true;
+	int real = romfile_real_length(*image, size);
+	return nox_crc32(reinterpret_cast<const unsigned char *>(*image), static_cast<size_t>(real));
+}
+
+int romfile_image_sums(char **image, const char *who, romfile_sums *sums)
+{
+	const unsigned char *raw = reinterpret_cast<const unsigned char *>(*image);
+	sums->stored = be32_get(raw + ROMFILE_CHECKSUM_OFFSET);
+	sums->version = be32_get(raw + ROMFILE_VERSION_OFFSET);
+	bool ok;
+	sums->computed = romfile_image_checksum(image, who, &ok);
+	return ok ? 1 : 0;
+}
+
+int romfile_choose_read_index(const romfile_sums &first, const romfile_sums &second)
+{
+	if (first.computed == ROMFILE_NO_BODY)
+		return ROMFILE_SECOND;
+	if (second.computed == ROMFILE_NO_BODY)
+		return ROMFILE_FIRST;
+	if (first.version < second.version) {
+		if (copy_is_valid(second))
+			return ROMFILE_SECOND;
+		return copy_is_valid(first) ? ROMFILE_FIRST : ROMFILE_NONE;
+	}
+	if (copy_is_valid(first))
+		return ROMFILE_FIRST;
+	return copy_is_valid(second) ? ROMFILE_SECOND : ROMFILE_NONE;
+}
+
+// An invalid copy is overwritten first, else the older one; copy 1 when the
+// versions are equal.
+int romfile_choose_write_index(const romfile_sums &first, const romfile_sums &second)
+{
+	if (first.computed == ROMFILE_NO_BODY)
+		return ROMFILE_FIRST;
+	if (second.computed == ROMFILE_NO_BODY)
+		return ROMFILE_SECOND;
+	if (second.version < first.version) {
+		if (!copy_is_valid(second))
+			return ROMFILE_SECOND;
+		return !copy_is_valid(first) ? ROMFILE_FIRST : ROMFILE_SECOND;
+	}
+	if (!copy_is_valid(first))
+		return ROMFILE_FIRST;
+	return !copy_is_valid(second) ? ROMFILE_SECOND : ROMFILE_FIRST;
+}

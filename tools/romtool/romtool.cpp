@@ -1,0 +1,296 @@
+// romtool: reads and writes romfile partition images on a workstation, with
+// the gateway's own container and checksum routines.
+//
+//   romtool decode IMAGE                      ROMFILE text of an image or container
+//   romtool encode TEXT-FILE OUT [--version N] 128 KiB partition image
+//   romtool info IMAGE                        container and trailer figures
+//
+// Nothing is written except OUT. The library's own messages (a damaged chunk,
+// an invalid text) go to standard error so standard output holds only the
+// requested text or figures.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "flash/byteorder.h"
+#include "flash/crc32.h"
+#include "romfile/container.h"
+#include "romfile/romfile.h"
+
+namespace {
+
+// Larger inputs are no romfile image or text of any gateway.
+constexpr size_t MAX_INPUT = 16u << 20;
+constexpr size_t CONTAINER_ROOM = ROMFILE_CHECKSUM_OFFSET;
+
+const char USAGE[] = "usage: romtool decode IMAGE\n"
+		     "       romtool encode TEXT-FILE OUT [--version N]\n"
+		     "       romtool info IMAGE\n";
+
+int fail(const char *what, const char *why)
+{
+	fprintf(stderr, "romtool: %s: %s\n", what, why);
+	return 1;
+}
+
+bool read_input(const char *path, std::string *data, const char **why)
+{
+	FILE *f = fopen(path, "rb");
+	if (!f) {
+		*why = strerror(errno);
+		return false;
+	}
+	char chunk[65536];
+	size_t n;
+	while ((n = fread(chunk, 1, sizeof chunk, f)) > 0 && data->size() <= MAX_INPUT)
+		data->append(chunk, n);
+	bool bad = ferror(f) != 0;
+	fclose(f);
+	if (bad) {
+		*why = "read error";
+		return false;
+	}
+	if (data->size() > MAX_INPUT) {
+		*why = "file too large for a romfile image";
+		return false;
+	}
+	return true;
+}
+
+// Runs FN with the library's standard output sent to standard error.
+template <typename Fn>
+auto messages_to_stderr(Fn fn) -> decltype(fn())
+{
+	fflush(stdout);
+	int saved = dup(1);
+	dup2(2, 1);
+	auto result = fn();
+	fflush(stdout);
+	dup2(saved, 1);
+	close(saved);
+	return result;
+}
+
+// A raw image as the gateway reads it: the first 128 KiB of the file, zeros
+// after a shorter one.
+struct image_buf {
+	char *data = romfile_buf_alloc();
+	size_t size = ROMFILE_SIZE;
+	~image_buf() { free(data); }
+};
+
+void load_image(image_buf *img, const std::string &file)
+{
+	memcpy(img->data, file.data(), std::min(file.size(), ROMFILE_SIZE));
+}
+
+// Decodes a container in place; the buffer's text size afterwards.
+bool decode_image(image_buf *img)
+{
+	int len = 0;
+	int rc = messages_to_stderr([&] { return nox_configFileLzDecoder(&img->data, &len); });
+	if (rc != 0)
+		return false;
+	img->size = std::max(ROMFILE_SIZE, static_cast<size_t>(len));
+	return true;
+}
+
+int body_length(const char *text, size_t size)
+{
+	return messages_to_stderr([&] { return romfile_real_length(text, size); });
+}
+
+bool all_erased(const std::string &file)
+{
+	return !file.empty() && file.find_first_not_of('\xff') == std::string::npos;
+}
+
+int cmd_decode(const char *path)
+{
+	std::string file;
+	const char *why;
+	if (!read_input(path, &file, &why))
+		return fail(path, why);
+	image_buf img;
+	load_image(&img, file);
+	bool container = isCompressedConfigFile(img.data) != 0;
+	if (container && !decode_image(&img))
+		return fail(path, "container cannot be decoded");
+	int body = body_length(img.data, img.size);
+	if (body > 0) {
+		fwrite(img.data, 1, static_cast<size_t>(body), stdout);
+		return 0;
+	}
+	if (container)
+		return fail(path, "container holds no <ROMFILE> text");
+	if (all_erased(file))
+		return fail(path, "erased partition (all 0xFF)");
+	// Plain text that is no ROMFILE passes through, up to a first NUL.
+	fwrite(file.data(), 1, strnlen(file.data(), file.size()), stdout);
+	return 0;
+}
+
+bool parse_version(const char *text, uint32_t *version)
+{
+	if (!*text || *text == '-' || *text == '+')
+		return false;
+	errno = 0;
+	char *end;
+	unsigned long long v = strtoull(text, &end, 0);
+	if (errno || *end || v > 0xFFFFFFFFull)
+		return false;
+	*version = static_cast<uint32_t>(v);
+	return true;
+}
+
+// The gateway's encoder stores a last block of 1 to 31 bytes with the wrong
+// payload, which every gateway decodes as damage. Newlines after the closing
+// marker are not part of the ROM file, so they move the block boundary
+// without changing the text or its checksum.
+void avoid_short_tail(std::string *text)
+{
+	size_t tail = text->size() % CFG_BLOCK_SIZE;
+	if (tail > 0 && tail < CFG_MIN_COMPRESS)
+		text->append(CFG_MIN_COMPRESS - tail, '\n');
+}
+
+bool write_output(const char *path, const std::string &data, const char **why)
+{
+	int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+	if (fd < 0) {
+		*why = strerror(errno);
+		return false;
+	}
+	size_t done = 0;
+	while (done < data.size()) {
+		ssize_t n = write(fd, data.data() + done, data.size() - done);
+		if (n <= 0)
+			break;
+		done += static_cast<size_t>(n);
+	}
+	bool ok = close(fd) == 0 && done == data.size();
+	if (!ok)
+		*why = "write error";
+	return ok;
+}
+
+// The container decodes back to the same ROM file text.
+bool verify_container(const std::vector<char> &container, const std::string &text, int body)
+{
+	image_buf img;
+	memcpy(img.data, container.data(), std::min(container.size(), ROMFILE_SIZE));
+	if (!decode_image(&img))
+		return false;
+	return body_length(img.data, img.size) == body && memcmp(img.data, text.data(), static_cast<size_t>(body)) == 0;
+}
+
+int cmd_encode(const char *text_path, const char *out_path, uint32_t version)
+{
+	std::string text;
+	const char *why;
+	if (!read_input(text_path, &text, &why))
+		return fail(text_path, why);
+	int body = body_length(text.data(), text.size());
+	if (body == 0)
+		return fail(text_path, "no <ROMFILE>...</ROMFILE> text");
+	avoid_short_tail(&text);
+	if (text.size() > INT32_MAX)
+		return fail(text_path, "file too large for a romfile image");
+	std::vector<char> container(CFG_HEADER_SIZE + cfg_stream_bound(text.size()));
+	int stream_len = 0;
+	int rc = messages_to_stderr([&] {
+		return cfg_build_container(text.data(), static_cast<int>(text.size()), container.data(),
+					   container.size(), &stream_len);
+	});
+	if (rc != 0)
+		return fail(text_path, "cannot be compressed");
+	size_t container_len = CFG_HEADER_SIZE + static_cast<size_t>(stream_len);
+	if (stream_len > static_cast<int>(CFG_MAX_STREAM_LEN) || container_len > CONTAINER_ROOM) {
+		char why_big[96];
+		snprintf(why_big, sizeof why_big, "compressed to %zu bytes, more than the %zu a partition holds",
+			 container_len, CONTAINER_ROOM);
+		return fail(text_path, why_big);
+	}
+	container.resize(container_len);
+	if (!verify_container(container, text, body))
+		return fail(text_path, "container does not decode back to the text");
+	std::string image(container.begin(), container.end());
+	image.resize(CONTAINER_ROOM, '\xff');
+	unsigned char trailer[8];
+	be32_put(trailer, nox_crc32(reinterpret_cast<const unsigned char *>(text.data()), static_cast<size_t>(body)));
+	be32_put(trailer + 4, version);
+	image.append(reinterpret_cast<const char *>(trailer), sizeof trailer);
+	if (!write_output(out_path, image, &why))
+		return fail(out_path, why);
+	return 0;
+}
+
+int cmd_info(const char *path)
+{
+	std::string file;
+	const char *why;
+	if (!read_input(path, &file, &why))
+		return fail(path, why);
+	image_buf img;
+	load_image(&img, file);
+	bool container = isCompressedConfigFile(img.data) != 0;
+	if (container) {
+		int n = messages_to_stderr([&] { return nox_getCompressedConfigFileLength(img.data); });
+		printf("container length: %d\n", n);
+		printf("chunks: %u\n", cfg_stream_chunk_count(img.data + CFG_HEADER_SIZE, ROMFILE_SIZE - CFG_HEADER_SIZE,
+								static_cast<uint32_t>(n)));
+	} else {
+		printf("container length: none (plain text)\n");
+		printf("chunks: 0\n");
+	}
+	bool has_trailer = file.size() >= ROMFILE_SIZE;
+	const unsigned char *raw = reinterpret_cast<const unsigned char *>(file.data());
+	if (has_trailer)
+		printf("stored checksum: 0x%08X\n", be32_get(raw + ROMFILE_CHECKSUM_OFFSET));
+	else
+		printf("stored checksum: none (no trailer)\n");
+	if (container && !decode_image(&img)) {
+		fflush(stdout);
+		return fail(path, "container cannot be decoded");
+	}
+	int body = body_length(img.data, img.size);
+	printf("computed checksum: 0x%08X\n", nox_crc32(reinterpret_cast<const unsigned char *>(img.data),
+						      static_cast<size_t>(body)));
+	if (has_trailer)
+		printf("version: %u\n", be32_get(raw + ROMFILE_VERSION_OFFSET));
+	else
+		printf("version: none (no trailer)\n");
+	return 0;
+}
+
+int usage()
+{
+	fputs(USAGE, stderr);
+	return 2;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+	if (argc == 3 && strcmp(argv[1], "decode") == 0)
+		return cmd_decode(argv[2]);
+	if (argc == 3 && strcmp(argv[1], "info") == 0)
+		return cmd_info(argv[2]);
+	if ((argc == 4 || argc == 6) && strcmp(argv[1], "encode") == 0) {
+		uint32_t version = 1;
+		if (argc == 6) {
+			if (strcmp(argv[4], "--version") != 0)
+				return usage();
+			if (!parse_version(argv[5], &version))
+				return fail(argv[5], "version must be a number from 0 to 4294967295");
+		}
+		return cmd_encode(argv[2], argv[3], version);
+	}
+	return usage();
+}
