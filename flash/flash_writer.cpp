@@ -7,13 +7,12 @@
 #include <unistd.h>
 
 #include "flash/byteorder.h"
+#include "flash/flash_io.h"
 #include "flash/fwtag.h"
 #include "flash/mtd.h"
 #include "mtd_dev.h"
 
 namespace {
-
-constexpr uint64_t FLASH_POS_LIMIT = 0x7FFFFFFF;
 
 constexpr size_t WRITER_NAME_SIZE = 33;
 constexpr const char UPLOAD_BUFFER[] = "Tclinux_Buffer";
@@ -84,34 +83,13 @@ bool transfer_all(int fd, unsigned char *buf, size_t len, bool writing)
 	return true;
 }
 
-// Partitions are far smaller than 2 GiB; a position beyond that is refused
-// before it could wrap the gateway's 32-bit file offsets.
-bool seek_to(int fd, uint64_t offset)
-{
-	return offset <= FLASH_POS_LIMIT && lseek(fd, off_t(offset), SEEK_SET) >= 0;
-}
-
-size_t read_at(int fd, uint64_t offset, unsigned char *buf, size_t len)
-{
-	if (!seek_to(fd, offset))
-		return 0;
-	size_t got = 0;
-	while (got < len) {
-		ssize_t n = read(fd, buf + got, len - got);
-		if (n <= 0)
-			break;
-		got += size_t(n);
-	}
-	return got;
-}
-
 // The block is read back before it is erased only to prove it readable; the
 // data read is not compared with anything.
 bool write_block()
 {
 	const uint32_t size = writer.info.erasesize;
 	const uint64_t offset = uint64_t(writer.index) * size;
-	if (!seek_to(writer.fd, offset) || !transfer_all(writer.fd, writer.readback, size, false)) {
+	if (!flash_seek(writer.fd, offset) || !transfer_all(writer.fd, writer.readback, size, false)) {
 		fprintf(stderr, "writeflash: fail to read the %d 'st sector\n", int(writer.index));
 		return false;
 	}
@@ -122,7 +100,7 @@ bool write_block()
 		fprintf(stderr, "writeflash:Erasing device failed: %s\n", writer.name);
 		return false;
 	}
-	if (!seek_to(writer.fd, offset) || !transfer_all(writer.fd, writer.block, size, true)) {
+	if (!flash_seek(writer.fd, offset) || !transfer_all(writer.fd, writer.block, size, true)) {
 		fprintf(stderr, "writeflash: fail to write the %d 'st sector\n", int(writer.index));
 		return false;
 	}
@@ -151,7 +129,7 @@ void install_from(int fd, uint32_t new_version, const char *target, uint32_t tag
 		fprintf(stderr, "writeflash: malloc error!!not enough memory\n");
 		return;
 	}
-	size_t got = read_at(fd, start, buf, region);
+	size_t got = flash_read_at(fd, start, buf, region);
 	if (got < tag_at + FW_TAG_SIZE) {
 		printf("read mtd device (NoxFW tag) error!!\n");
 		free(buf);
@@ -170,7 +148,7 @@ void install_from(int fd, uint32_t new_version, const char *target, uint32_t tag
 	uint64_t pos = uint64_t(start) + got;
 	while (ok && written < image_len) {
 		uint32_t want = image_len - written < INSTALL_STEP ? image_len - written : INSTALL_STEP;
-		size_t n = read_at(fd, pos, buf, want);
+		size_t n = flash_read_at(fd, pos, buf, want);
 		// A short read ends the stream there rather than leave it open.
 		bool last = n < want || written + want >= image_len;
 		ok = install_piece(target, buf, n, last);

@@ -9,13 +9,12 @@
 
 #include "flash/byteorder.h"
 #include "flash/crc32.h"
+#include "flash/flash_io.h"
 #include "flash/mrd.h"
 #include "flash/mtd.h"
 #include "romfile/container.h"
 
 namespace {
-
-constexpr uint64_t FLASH_POS_LIMIT = 0x7FFFFFFF;
 
 constexpr const char FIRST_IMAGE[] = "tclinux";
 constexpr const char SECOND_IMAGE[] = "Tclinux_main";
@@ -42,27 +41,6 @@ struct TagCache {
 	unsigned char raw[FW_TAG_SIZE];
 };
 TagCache tag_cache;
-
-// Partitions are far smaller than 2 GiB; a position beyond that is refused
-// before it could wrap the gateway's 32-bit file offsets.
-bool seek_to(int fd, uint64_t offset)
-{
-	return offset <= FLASH_POS_LIMIT && lseek(fd, off_t(offset), SEEK_SET) >= 0;
-}
-
-size_t read_at(int fd, uint64_t offset, unsigned char *buf, size_t len)
-{
-	if (!seek_to(fd, offset))
-		return 0;
-	size_t got = 0;
-	while (got < len) {
-		ssize_t n = read(fd, buf + got, len - got);
-		if (n <= 0)
-			break;
-		got += size_t(n);
-	}
-	return got;
-}
 
 // The boot loader writes its version bytes as two BCD digits, but they were
 // always turned into numbers by printing them in hexadecimal as signed
@@ -114,7 +92,7 @@ bool region_crc(int fd, uint32_t tag_offset, uint32_t image_len, const FwRegion 
 	uint64_t pos = uint64_t(tag_offset) + r.offset;
 	for (uint32_t left = r.len; left > 0;) {
 		size_t n = left < CHECKSUM_STEP ? left : CHECKSUM_STEP;
-		if (read_at(fd, pos, step, n) != n) {
+		if (flash_read_at(fd, pos, step, n) != n) {
 			ok = false;
 			break;
 		}
@@ -137,7 +115,7 @@ bool defcfg_usable(int fd, uint32_t tag_offset, const FwRegion &r)
 	char *cfg = static_cast<char *>(calloc(1, DEFCFG_MAX));
 	if (!cfg)
 		return false;
-	bool ok = read_at(fd, uint64_t(tag_offset) + r.offset, reinterpret_cast<unsigned char *>(cfg), r.len) == r.len;
+	bool ok = flash_read_at(fd, uint64_t(tag_offset) + r.offset, cfg, r.len) == r.len;
 	size_t len = r.len;
 	if (ok && isCompressedConfigFile(cfg)) {
 		int decoded = 0;
@@ -177,7 +155,7 @@ void print_validation_values(const FwTag &tag, uint32_t kernel, uint32_t rootfs,
 int validate_upload(int fd, const char *target, uint32_t tag_offset)
 {
 	unsigned char raw[FW_TAG_SIZE];
-	if (read_at(fd, tag_offset, raw, sizeof raw) != sizeof raw) {
+	if (flash_read_at(fd, tag_offset, raw, sizeof raw) != sizeof raw) {
 		printf("read mtd device (NoxFW tag) error!!\n");
 		return 0;
 	}
@@ -228,7 +206,7 @@ int getImageVersion(const char *name)
 		free(buf);
 		return -1;
 	}
-	size_t got = read_at(fd, 0, buf, IMAGE_VERSION_READ);
+	size_t got = flash_read_at(fd, 0, buf, IMAGE_VERSION_READ);
 	close(fd);
 	int version = -1;
 	if (got < IMAGE_VERSION_READ) {
@@ -257,7 +235,7 @@ int nox_getFWtag(unsigned char *tag)
 			printf("Could not open mtd device: %s\n", FIRST_IMAGE);
 			return 0;
 		}
-		size_t got = read_at(fd, 0, tag_cache.raw, FW_TAG_SIZE);
+		size_t got = flash_read_at(fd, 0, tag_cache.raw, FW_TAG_SIZE);
 		close(fd);
 		if (got < FW_TAG_SIZE) {
 			printf("read mtd device (NoxFW tag) error!!\n");
@@ -280,7 +258,7 @@ int nox_getBootInfo(char *version, char *date)
 		return 0;
 	}
 	unsigned char info[BOOT_INFO_SIZE];
-	size_t got = read_at(fd, BOOT_INFO_OFFSET, info, sizeof info);
+	size_t got = flash_read_at(fd, BOOT_INFO_OFFSET, info, sizeof info);
 	close(fd);
 	if (got < sizeof info) {
 		// The manufacturing record's message, as the boot block is where

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "flash/byteorder.h"
+#include "flash/flash_io.h"
 #include "shell/system_cmd.h"
 
 namespace {
@@ -14,21 +15,6 @@ namespace {
 constexpr const char MRD_DEVICE[] = "/dev/mtd0";
 constexpr const char BOOT_IMAGE_FILE[] = "/tmp/boot.bin";
 constexpr const char BOOT_WRITE_CMD[] = "/userfs/bin/mtd -f write /tmp/boot.bin bootloader";
-
-// Reads up to len bytes at offset; returns how many arrived.
-size_t read_at(int fd, long offset, unsigned char *buf, size_t len)
-{
-	if (lseek(fd, offset, SEEK_SET) < 0)
-		return 0;
-	size_t got = 0;
-	while (got < len) {
-		ssize_t n = read(fd, buf + got, len - got);
-		if (n <= 0)
-			break;
-		got += size_t(n);
-	}
-	return got;
-}
 
 bool write_boot_image(const unsigned char *block)
 {
@@ -61,7 +47,7 @@ int MRDread(unsigned char *buf)
 		printf("open mtd device (MRD) error!!\n");
 		return 0;
 	}
-	size_t got = read_at(fd, MRD_OFFSET, buf, MRD_SIZE);
+	size_t got = flash_read_at(fd, MRD_OFFSET, buf, MRD_SIZE);
 	close(fd);
 	if (got < MRD_SIZE) {
 		printf("read mtd device (MRD) error!!\n");
@@ -81,7 +67,7 @@ int MRDwrite(const unsigned char *buf)
 		free(block);
 		return 0;
 	}
-	if (read_at(fd, 0, block, BOOT_BLOCK_SIZE) < BOOT_BLOCK_SIZE) {
+	if (flash_read_at(fd, 0, block, BOOT_BLOCK_SIZE) < BOOT_BLOCK_SIZE) {
 		printf("read mtd device (Bootloader) error!!\n");
 		close(fd);
 		free(block);

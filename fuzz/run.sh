@@ -20,7 +20,7 @@ mkdir -p "$work/obj" "$work/seeds" "$work/logs"
 san="-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer"
 cxxflags="-std=c++17 -g -O1 -fno-exceptions -fno-rtti -I$repo -I$repo/platform/include -I$fastlz"
 lib_sources="romfile/container.cpp romfile/image.cpp romfile/romd.cpp romfile/romfile.cpp
-	flash/crc32.cpp flash/mtd.cpp"
+	flash/crc32.cpp flash/flash_io.cpp flash/mtd.cpp"
 
 echo "building in $work"
 objs=()

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "flash/crc32.h"
+#include "flash/flash_io.h"
 #include "flash/mtd.h"
 #include "mtd_dev.h"
 #include "romfile/container.h"
@@ -24,16 +25,7 @@ constexpr size_t ROMD_LEN_FIELD = 8;
 
 bool read_at_start(int fd, char *buf, size_t len)
 {
-	if (lseek(fd, 0, SEEK_SET) < 0)
-		return false;
-	size_t got = 0;
-	while (got < len) {
-		ssize_t n = read(fd, buf + got, len - got);
-		if (n <= 0)
-			break;
-		got += static_cast<size_t>(n);
-	}
-	return got == len;
+	return flash_read_at(fd, 0, buf, len) == len;
 }
 
 bool get_erase_size(int fd, uint32_t *erase_size)

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "flash/byteorder.h"
+#include "flash/flash_io.h"
 #include "flash/mtd.h"
 #include "romfile/romfile.h"
 
@@ -14,18 +15,26 @@ namespace {
 constexpr char FIRST_ROMFILE[] = "romfile";
 constexpr char SECOND_ROMFILE[] = "second_romfile";
 
-bool read_image(int fd, char *buf)
+// Opens PARTITION and reads its raw image into *BUF, a new
+// romfile_buf_alloc buffer. Returns the open descriptor, or -1 after the
+// failure is reported and *BUF freed; SHOWN is the partition name the open
+// failure prints.
+int open_image(const char *partition, const char *shown, char **buf)
 {
-	if (lseek(fd, 0, SEEK_SET) < 0)
-		return false;
-	size_t got = 0;
-	while (got < ROMFILE_SIZE) {
-		ssize_t n = read(fd, buf + got, ROMFILE_SIZE - got);
-		if (n <= 0)
-			break;
-		got += static_cast<size_t>(n);
+	*buf = romfile_buf_alloc();
+	int fd = nox_open_mtd(partition, O_RDONLY);
+	if (fd < 0) {
+		printf("Could not open mtd device: %s\n", shown);
+	} else if (flash_read_at(fd, 0, *buf, ROMFILE_SIZE) != ROMFILE_SIZE) {
+		printf("read mtd device (MRD) error!!\n");
+		close(fd);
+		fd = -1;
 	}
-	return got == ROMFILE_SIZE;
+	if (fd < 0) {
+		free(*buf);
+		*buf = nullptr;
+	}
+	return fd;
 }
 
 bool read_copy(const char *partition, romfile_sums *sums)
@@ -33,24 +42,32 @@ bool read_copy(const char *partition, romfile_sums *sums)
 	return getRomfileChecksumAndVersion(partition, &sums->computed, &sums->stored, &sums->version) == 1;
 }
 
+// Both copies' sums handed to CHOOSE, or ROMFILE_NONE after the message for
+// the copy that could not be read.
+int choose_copy(const char *first_error, const char *second_error,
+		int (*choose)(const romfile_sums &, const romfile_sums &))
+{
+	romfile_sums first, second;
+	if (!read_copy(FIRST_ROMFILE, &first)) {
+		printf("%s", first_error);
+		return ROMFILE_NONE;
+	}
+	if (!read_copy(SECOND_ROMFILE, &second)) {
+		printf("%s", second_error);
+		return ROMFILE_NONE;
+	}
+	return choose(first, second);
+}
+
 } // namespace
 
 int getRomfileChecksumAndVersion(const char *partition, uint32_t *computed, uint32_t *stored,
 				 uint32_t *version)
 {
-	char *buf = romfile_buf_alloc();
-	int fd = nox_open_mtd(partition, O_RDONLY);
-	if (fd < 0) {
-		printf("Could not open mtd device: %s\n", partition);
-		free(buf);
+	char *buf;
+	int fd = open_image(partition, partition, &buf);
+	if (fd < 0)
 		return 0;
-	}
-	if (!read_image(fd, buf)) {
-		printf("read mtd device (MRD) error!!\n");
-		close(fd);
-		free(buf);
-		return 0;
-	}
 	romfile_sums sums;
 	int ok = romfile_image_sums(&buf, "getRomfileChecksumAndVersion", &sums);
 	free(buf);
@@ -65,50 +82,25 @@ int getRomfileChecksumAndVersion(const char *partition, uint32_t *computed, uint
 
 int get_read_romfile_index()
 {
-	romfile_sums first, second;
-	if (!read_copy(FIRST_ROMFILE, &first)) {
-		printf("get first romfile checksum and version error ");
-		return ROMFILE_NONE;
-	}
-	if (!read_copy(SECOND_ROMFILE, &second)) {
-		printf("get second romfile checksum and version error ");
-		return ROMFILE_NONE;
-	}
-	return romfile_choose_read_index(first, second);
+	return choose_copy("get first romfile checksum and version error ",
+			   "get second romfile checksum and version error ", romfile_choose_read_index);
 }
 
 int get_write_romfile_index()
 {
-	romfile_sums first, second;
-	if (!read_copy(FIRST_ROMFILE, &first)) {
-		printf("get first romfile error ");
-		return ROMFILE_NONE;
-	}
-	if (!read_copy(SECOND_ROMFILE, &second)) {
-		printf("get second romfile error ");
-		return ROMFILE_NONE;
-	}
-	return romfile_choose_write_index(first, second);
+	return choose_copy("get first romfile error ", "get second romfile error ", romfile_choose_write_index);
 }
 
 uint32_t nox_getRomChksum()
 {
-	char *buf = romfile_buf_alloc();
 	int index = get_read_romfile_index();
 	const char *partition = index == ROMFILE_SECOND ? SECOND_ROMFILE : FIRST_ROMFILE;
-	int fd = nox_open_mtd(partition, O_RDONLY);
-	if (fd < 0) {
-		// Field tools match this line, which has always named the first copy.
-		printf("Could not open mtd device: %s\n", FIRST_ROMFILE);
-		free(buf);
+	// Field tools match the open failure line, which has always named the
+	// first copy.
+	char *buf;
+	int fd = open_image(partition, FIRST_ROMFILE, &buf);
+	if (fd < 0)
 		return 0;
-	}
-	if (!read_image(fd, buf)) {
-		printf("read mtd device (MRD) error!!\n");
-		close(fd);
-		free(buf);
-		return 0;
-	}
 	bool ok;
 	uint32_t sum = romfile_image_checksum(&buf, "nox_getRomChksum", &ok);
 	free(buf);

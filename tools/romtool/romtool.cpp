@@ -84,9 +84,23 @@ struct image_buf {
 	~image_buf() { free(data); }
 };
 
-void load_image(image_buf *img, const std::string &file)
+// An input of decode and info: the file as read, the raw image the gateway
+// would read from it, and whether that image starts a container.
+struct input_image {
+	std::string file;
+	image_buf img;
+	bool container = false;
+};
+
+// Reads PATH into IN: 0, or fail's status after the refusal is printed.
+int load_input(const char *path, input_image *in)
 {
-	memcpy(img->data, file.data(), std::min(file.size(), ROMFILE_SIZE));
+	const char *why;
+	if (!read_input(path, &in->file, &why))
+		return fail(path, why);
+	memcpy(in->img.data, in->file.data(), std::min(in->file.size(), ROMFILE_SIZE));
+	in->container = isCompressedConfigFile(in->img.data) != 0;
+	return 0;
 }
 
 // Decodes a container in place; the buffer's text size afterwards.
@@ -112,26 +126,23 @@ bool all_erased(const std::string &file)
 
 int cmd_decode(const char *path)
 {
-	std::string file;
-	const char *why;
-	if (!read_input(path, &file, &why))
-		return fail(path, why);
-	image_buf img;
-	load_image(&img, file);
-	bool container = isCompressedConfigFile(img.data) != 0;
-	if (container && !decode_image(&img))
+	input_image in;
+	int rc = load_input(path, &in);
+	if (rc != 0)
+		return rc;
+	if (in.container && !decode_image(&in.img))
 		return fail(path, "container cannot be decoded");
-	int body = body_length(img.data, img.size);
+	int body = body_length(in.img.data, in.img.size);
 	if (body > 0) {
-		fwrite(img.data, 1, static_cast<size_t>(body), stdout);
+		fwrite(in.img.data, 1, static_cast<size_t>(body), stdout);
 		return 0;
 	}
-	if (container)
+	if (in.container)
 		return fail(path, "container holds no <ROMFILE> text");
-	if (all_erased(file))
+	if (all_erased(in.file))
 		return fail(path, "erased partition (all 0xFF)");
 	// Plain text that is no ROMFILE passes through, up to a first NUL.
-	fwrite(file.data(), 1, strnlen(file.data(), file.size()), stdout);
+	fwrite(in.file.data(), 1, strnlen(in.file.data(), in.file.size()), stdout);
 	return 0;
 }
 
@@ -232,34 +243,31 @@ int cmd_encode(const char *text_path, const char *out_path, uint32_t version)
 
 int cmd_info(const char *path)
 {
-	std::string file;
-	const char *why;
-	if (!read_input(path, &file, &why))
-		return fail(path, why);
-	image_buf img;
-	load_image(&img, file);
-	bool container = isCompressedConfigFile(img.data) != 0;
-	if (container) {
-		int n = messages_to_stderr([&] { return nox_getCompressedConfigFileLength(img.data); });
+	input_image in;
+	int rc = load_input(path, &in);
+	if (rc != 0)
+		return rc;
+	if (in.container) {
+		int n = messages_to_stderr([&] { return nox_getCompressedConfigFileLength(in.img.data); });
 		printf("container length: %d\n", n);
-		printf("chunks: %u\n", cfg_stream_chunk_count(img.data + CFG_HEADER_SIZE, ROMFILE_SIZE - CFG_HEADER_SIZE,
+		printf("chunks: %u\n", cfg_stream_chunk_count(in.img.data + CFG_HEADER_SIZE, ROMFILE_SIZE - CFG_HEADER_SIZE,
 								static_cast<uint32_t>(n)));
 	} else {
 		printf("container length: none (plain text)\n");
 		printf("chunks: 0\n");
 	}
-	bool has_trailer = file.size() >= ROMFILE_SIZE;
-	const unsigned char *raw = reinterpret_cast<const unsigned char *>(file.data());
+	bool has_trailer = in.file.size() >= ROMFILE_SIZE;
+	const unsigned char *raw = reinterpret_cast<const unsigned char *>(in.file.data());
 	if (has_trailer)
 		printf("stored checksum: 0x%08X\n", be32_get(raw + ROMFILE_CHECKSUM_OFFSET));
 	else
 		printf("stored checksum: none (no trailer)\n");
-	if (container && !decode_image(&img)) {
+	if (in.container && !decode_image(&in.img)) {
 		fflush(stdout);
 		return fail(path, "container cannot be decoded");
 	}
-	int body = body_length(img.data, img.size);
-	printf("computed checksum: 0x%08X\n", nox_crc32(reinterpret_cast<const unsigned char *>(img.data),
+	int body = body_length(in.img.data, in.img.size);
+	printf("computed checksum: 0x%08X\n", nox_crc32(reinterpret_cast<const unsigned char *>(in.img.data),
 						      static_cast<size_t>(body)));
 	if (has_trailer)
 		printf("version: %u\n", be32_get(raw + ROMFILE_VERSION_OFFSET));
