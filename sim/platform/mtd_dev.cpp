@@ -79,7 +79,7 @@ int erase(int fd, const struct stat &st, uint32_t erase_size, const erase_info_u
 int mtd_dev_ioctl(int fd, unsigned long request, void *arg)
 {
 	int rc = ioctl(fd, request, arg);
-	if (rc == 0 || (errno != ENOTTY && errno != EINVAL))
+	if (rc == 0 || (errno != ENOTTY && errno != EINVAL && errno != ENOSYS))
 		return rc;
 	int saved = errno;
 	struct stat st;

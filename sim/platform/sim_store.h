@@ -17,3 +17,6 @@ int sim_store_show(const char *node, sim_store_attr_fn fn, void *ctx);
 
 // Receives the running ROMFILE text on every save. 0 = written.
 int sim_store_save_to_flash(const char *text, size_t len);
+
+// Stores the ROM file text at PATH as ROM-D. 0 = written.
+int sim_store_write_romd(const char *path);

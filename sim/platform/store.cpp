@@ -36,6 +36,17 @@ constexpr const char SELECTION_NODE[] = "WebCurSet_Entry";
 // wan_pvc "8" is the PTM channel, whose connections live under WanExt.
 constexpr const char PTM_CHANNEL[] = "8";
 
+// An upgrade request: committing System_Entry with upgrade_fw "1" starts the
+// upgrade service on the file the web interface (or `sys copy romt romd`)
+// left, whose kind WebCurSet_Entry UploadFileType names. Kind "3" is a
+// configuration file destined for ROM-D; firmware kinds are not served here
+// and their request stays pending.
+constexpr const char SYSTEM_NODE[] = "System_Entry";
+constexpr const char UPGRADE_ATTR[] = "upgrade_fw";
+constexpr const char UPLOAD_TYPE_ATTR[] = "UploadFileType";
+constexpr const char UPLOAD_TYPE_ROMD[] = "3";
+constexpr const char UPLOADED_CONFIG[] = "/var/tmp/up_romfile.cfg";
+
 constexpr size_t NODE_NAME_MAX = 128;
 constexpr size_t NAME_SEGMENTS_MAX = 16;
 
@@ -307,6 +318,34 @@ private:
 	mxml_node_t *root_ = nullptr;
 };
 
+bool attr_is(mxml_node_t *root, const char *node, const char *attr, const char *value)
+{
+	const char *found = get_attr(root, node, attr);
+	return found && strcmp(found, value) == 0;
+}
+
+// The upgrade service clears the request once it has run, whatever the
+// outcome, as the unit's own service does; the change is the service's, not
+// the program's, so it is not logged.
+void clear_upgrade_request()
+{
+	StoreTransaction tx;
+	mxml_node_t *n = tx.root() ? find_node(tx.root(), SYSTEM_NODE, false) : nullptr;
+	if (!n)
+		return;
+	mxmlElementSetAttr(n, UPGRADE_ATTR, "0");
+	tx.commit_changes();
+}
+
+void serve_upgrade_request(mxml_node_t *root)
+{
+	if (!attr_is(root, SYSTEM_NODE, UPGRADE_ATTR, "1") ||
+	    !attr_is(root, SELECTION_NODE, UPLOAD_TYPE_ATTR, UPLOAD_TYPE_ROMD))
+		return;
+	sim_store_write_romd(UPLOADED_CONFIG);
+	clear_upgrade_request();
+}
+
 } // namespace
 
 int tcapi_get(const char *node, const char *attr, char *value)
@@ -397,7 +436,8 @@ int sim_store_show(const char *node, sim_store_attr_fn fn, void *ctx)
 	return rc;
 }
 
-// Nothing runs behind a commit in the simulation; the log line is the effect.
+// Behind a commit only the upgrade service runs in the simulation; for every
+// other node the log line is the effect.
 int tcapi_commit(const char *node)
 {
 	if (!node)
@@ -408,6 +448,8 @@ int tcapi_commit(const char *node)
 		return -1;
 	char resolved[NODE_NAME_MAX];
 	int rc = resolve_node(root, node, resolved, sizeof resolved) ? 0 : -1;
+	if (rc == 0 && strcmp(resolved, SYSTEM_NODE) == 0)
+		serve_upgrade_request(root);
 	mxmlDelete(root);
 	return rc;
 }

@@ -1,5 +1,7 @@
-// gwsim-mkroot DIR: lays out a fresh gateway's flash and kernel files inside
-// DIR, and links the BusyBox applets named on standard input (the output of
+// gwsim-mkroot DIR DEFAULT-CONFIG: lays out a fresh gateway's flash and kernel
+// files inside DIR as the factory leaves them (images built from the default
+// configuration DEFAULT-CONFIG), loads the configuration the unit boots with,
+// and links the BusyBox applets named on standard input (the output of
 // `busybox --list-full`). The gwsim script does the rest of the init.
 #include <cerrno>
 #include <cstdio>
@@ -10,6 +12,7 @@
 #include <unistd.h>
 
 #include "flash/byteorder.h"
+#include "factory_flash.h"
 #include "flash/mrd.h"
 #include "gateway_identity.h"
 
@@ -59,6 +62,18 @@ bool write_file(const char *path, const void *data, size_t len)
 	return ok || fail("cannot write", path);
 }
 
+bool append_file(const char *path, const void *data, size_t len)
+{
+	char full[4096];
+	snprintf(full, sizeof full, "%s/%s", root_dir, path);
+	int fd = open(full, O_WRONLY | O_APPEND | O_CLOEXEC);
+	if (fd < 0)
+		return fail("cannot open", path);
+	bool ok = write(fd, data, len) == static_cast<ssize_t>(len);
+	close(fd);
+	return ok || fail("cannot write", path);
+}
+
 void put_text(unsigned char *field, const char *text)
 {
 	memcpy(field, text, strlen(text));
@@ -97,12 +112,30 @@ bool make_flash()
 			fill_boot_block(erased);
 		char dev[32];
 		snprintf(dev, sizeof dev, "dev/mtd%zu", i);
-		ok = write_file(dev, erased, p.size);
+		ok = factory_fill_partition(p.name, erased, p.size) && write_file(dev, erased, p.size);
 		len += snprintf(table + len, sizeof table - static_cast<size_t>(len), "mtd%zu: %08x %08x \"%s\"\n", i,
 				p.size, ERASE_SIZE, p.name);
 	}
 	free(erased);
 	return ok && write_file("proc/mtd", table, static_cast<size_t>(len)) && write_file("proc/tc3162/tcci_cmd", "", 0);
+}
+
+// What the unit loads at boot: the running configuration from the copy the
+// reader chooses, and the radio calibration its driver reads.
+bool make_boot_files()
+{
+	size_t len = 0;
+	char *text = factory_boot_config(&len);
+	if (!text) {
+		fprintf(stderr, "gwsim: no valid romfile copy to boot from\n");
+		return false;
+	}
+	// The store's text ends with a line end after its closing marker.
+	bool ok = write_file("tmp/var/romfile.cfg", text, len) && append_file("tmp/var/romfile.cfg", "\n", 1);
+	free(text);
+	unsigned char calibration[RADIO_CALIBRATION_SIZE];
+	factory_radio_calibration(calibration);
+	return ok && write_file("etc/RT30xxEEPROM.bin", calibration, sizeof calibration);
 }
 
 // The gateway's /proc is a plain directory; the process directories of the
@@ -154,10 +187,13 @@ bool link_applets()
 
 int main(int argc, char *argv[])
 {
-	if (argc != 2) {
-		fprintf(stderr, "usage: gwsim-mkroot DIR < applet-list\n");
+	if (argc != 3) {
+		fprintf(stderr, "usage: gwsim-mkroot DIR DEFAULT-CONFIG < applet-list\n");
 		return 2;
 	}
 	root_dir = argv[1];
-	return make_flash() && link_process_dirs() && link_applets() ? 0 : 1;
+	bool ok = factory_flash_prepare(argv[2]) && make_flash() && make_boot_files() && link_process_dirs() &&
+		  link_applets();
+	factory_flash_release();
+	return ok ? 0 : 1;
 }

@@ -9,7 +9,10 @@
 // The partition is worked erase block by erase block (erase, program, next),
 // as on real flash: an interrupted run leaves the blocks before the cut new,
 // the block at the cut erased and the blocks after it old.
-// GWSIM_MTD_KILL_AFTER_BLOCKS=N cuts the power (SIGKILL) after N blocks.
+// Power cuts for tests (SIGKILL, so nothing after the cut runs):
+// GWSIM_MTD_KILL_AFTER_BLOCKS=N cuts after the Nth block is done (erased and
+// programmed); GWSIM_MTD_KILL_AFTER_ERASES=N cuts right after the Nth block
+// is erased, before it is programmed.
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -79,8 +82,8 @@ public:
 		block_ = static_cast<unsigned char *>(malloc(info_.erasesize));
 		if (!block_)
 			return fail("out of memory for %s", name);
-		const char *kill = getenv("GWSIM_MTD_KILL_AFTER_BLOCKS");
-		kill_after_ = kill && *kill ? atol(kill) : -1;
+		kill_after_ = kill_point("GWSIM_MTD_KILL_AFTER_BLOCKS");
+		kill_after_erases_ = kill_point("GWSIM_MTD_KILL_AFTER_ERASES");
 		return 0;
 	}
 
@@ -99,6 +102,8 @@ public:
 		erase_info_user req = {start, info_.erasesize};
 		if (mtd_dev_ioctl(fd_, MEMERASE, &req) < 0)
 			return false;
+		if (kill_after_erases_ >= 0 && ++erases_done_ >= kill_after_erases_)
+			raise(SIGKILL);
 		if (program && pwrite(fd_, block_, info_.erasesize, start) != static_cast<ssize_t>(info_.erasesize))
 			return false;
 		if (kill_after_ >= 0 && ++blocks_done_ >= kill_after_)
@@ -107,11 +112,19 @@ public:
 	}
 
 private:
+	static long kill_point(const char *var)
+	{
+		const char *value = getenv(var);
+		return value && *value ? atol(value) : -1;
+	}
+
 	int fd_ = -1;
 	mtd_info_user info_ = {};
 	unsigned char *block_ = nullptr;
 	long kill_after_ = -1;
 	long blocks_done_ = 0;
+	long kill_after_erases_ = -1;
+	long erases_done_ = 0;
 };
 
 // Reads up to len bytes; returns how many arrived, or -1 on error.

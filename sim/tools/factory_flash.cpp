@@ -1,0 +1,221 @@
+#include "factory_flash.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
+
+#include "config_image.h"
+#include "flash/byteorder.h"
+#include "flash/fwtag.h"
+#include "gateway_identity.h"
+#include "romfile/romfile.h"
+
+namespace {
+
+// One firmware release as the factory installs it. The unit ships with two
+// releases so the newer one's higher image version decides which runs.
+struct FirmwareRelease {
+	const char *partition;
+	uint32_t image_version;
+	const char *internal_version;
+	const char *external_version;
+	uint64_t seed;
+};
+
+constexpr FirmwareRelease RELEASES[] = {
+	{"tclinux", 3, "LN-VX2204_V1.03.07_240315", "V1.03.07", 0x9E3779B97F4A7C15u},
+	{"Tclinux_main", 2, "LN-VX2204_V1.02.11_231120", "V1.02.11", 0xD1B54A32D192ED03u},
+};
+
+// Sizes of the packed kernel and root file system in every release.
+constexpr size_t KERNEL_SIZE = 0x0C0000;
+constexpr size_t ROOTFS_SIZE = 0x100000;
+
+// Copy 2 starts one version ahead, so the reader's choice is visible from
+// the first boot and the first save goes to copy 1.
+constexpr uint32_t FIRST_COPY_VERSION = 1;
+constexpr uint32_t SECOND_COPY_VERSION = 2;
+
+// Larger files are no configuration the gateway could hold.
+constexpr off_t CONFIG_MAX = 1 << 20;
+
+char *config_text;
+size_t config_len;
+unsigned char *config_defaults;      // the container, also ROM-D's image
+size_t config_defaults_len;
+unsigned char *romfile_copies[2];    // copy 1 and copy 2, ROMFILE_SIZE each
+
+bool complain(const char *what, const char *detail)
+{
+	fprintf(stderr, "gwsim: %s %s\n", what, detail);
+	return false;
+}
+
+bool read_text(const char *path)
+{
+	FILE *f = fopen(path, "re");
+	if (!f)
+		return complain("cannot read", path);
+	struct stat st;
+	bool ok = fstat(fileno(f), &st) == 0 && st.st_size > 0 && st.st_size <= CONFIG_MAX;
+	if (ok) {
+		config_len = static_cast<size_t>(st.st_size);
+		config_text = static_cast<char *>(malloc(config_len + 1));
+		ok = config_text && fread(config_text, 1, config_len, f) == config_len;
+	}
+	fclose(f);
+	if (!ok)
+		return complain("unusable default configuration", path);
+	config_text[config_len] = '\0';
+	return true;
+}
+
+// Packed kernels and file systems look like noise; a fixed generator keeps
+// every fresh unit bit-for-bit the same.
+void fill_noise(unsigned char *buf, size_t len, uint64_t state)
+{
+	for (size_t i = 0; i < len; i++) {
+		state ^= state >> 12;
+		state ^= state << 25;
+		state ^= state >> 27;
+		buf[i] = static_cast<unsigned char>((state * 0x2545F4914F6CDD1Du) >> 56);
+	}
+}
+
+bool fill_firmware(const FirmwareRelease &rel, unsigned char *buf, size_t size)
+{
+	unsigned char *payload = static_cast<unsigned char *>(malloc(KERNEL_SIZE + ROOTFS_SIZE));
+	if (!payload)
+		return complain("out of memory for", rel.partition);
+	fill_noise(payload, KERNEL_SIZE + ROOTFS_SIZE, rel.seed);
+	FwTag ident = {};
+	ident.magic = FW_TAG_MAGIC;
+	snprintf(ident.chipId, sizeof ident.chipId, "%s", GW_CHIP_ID);
+	ident.modelId = GW_MODEL_ID;
+	ident.imageVersion = rel.image_version;
+	snprintf(ident.internalVersion, sizeof ident.internalVersion, "%s", rel.internal_version);
+	snprintf(ident.externalVersion, sizeof ident.externalVersion, "%s", rel.external_version);
+	FwImageParts parts = {payload, KERNEL_SIZE, payload + KERNEL_SIZE, ROOTFS_SIZE, config_defaults,
+			      config_defaults_len};
+	size_t len = fwimage_build(ident, parts, buf, size);
+	free(payload);
+	return len > 0 || complain("firmware image does not fit", rel.partition);
+}
+
+bool fill_romd(unsigned char *buf, size_t size)
+{
+	// ROM-D is read back as one erase block; the default must fit it.
+	constexpr size_t ROMD_BLOCK = 0x10000;
+	if (config_defaults_len > ROMD_BLOCK || config_defaults_len > size)
+		return complain("default configuration does not fit", "romd");
+	memcpy(buf, config_defaults, config_defaults_len);
+	return true;
+}
+
+bool fill_romfile(int copy, unsigned char *buf, size_t size)
+{
+	if (size < ROMFILE_SIZE)
+		return complain("partition too small for", copy == 0 ? "romfile" : "second_romfile");
+	memcpy(buf, romfile_copies[copy], ROMFILE_SIZE);
+	return true;
+}
+
+} // namespace
+
+bool factory_flash_prepare(const char *default_config_path)
+{
+	if (!read_text(default_config_path))
+		return false;
+	config_defaults = config_container(config_text, config_len, &config_defaults_len);
+	if (!config_defaults)
+		return complain("cannot compress", default_config_path);
+	const uint32_t versions[2] = {FIRST_COPY_VERSION, SECOND_COPY_VERSION};
+	for (int i = 0; i < 2; i++) {
+		romfile_copies[i] = static_cast<unsigned char *>(malloc(ROMFILE_SIZE));
+		if (!romfile_copies[i] || !config_romfile_image(config_text, config_len, versions[i], romfile_copies[i]))
+			return complain("default configuration does not fit", "romfile");
+	}
+	return true;
+}
+
+bool factory_fill_partition(const char *name, unsigned char *buf, size_t size)
+{
+	for (const FirmwareRelease &rel : RELEASES) {
+		if (strcmp(name, rel.partition) == 0)
+			return fill_firmware(rel, buf, size);
+	}
+	if (strcmp(name, "romfile") == 0)
+		return fill_romfile(0, buf, size);
+	if (strcmp(name, "second_romfile") == 0)
+		return fill_romfile(1, buf, size);
+	if (strcmp(name, "romd") == 0)
+		return fill_romd(buf, size);
+	return true;
+}
+
+char *factory_boot_config(size_t *len)
+{
+	char *copies[2] = {romfile_buf_alloc(), romfile_buf_alloc()};
+	romfile_sums sums[2] = {};
+	bool ok = copies[0] && copies[1];
+	for (int i = 0; ok && i < 2; i++) {
+		memcpy(copies[i], romfile_copies[i], ROMFILE_SIZE);
+		ok = romfile_image_sums(&copies[i], "factory_boot_config", &sums[i]) == 1;
+	}
+	int index = ok ? romfile_choose_read_index(sums[0], sums[1]) : ROMFILE_NONE;
+	char *text = nullptr;
+	if (index != ROMFILE_NONE) {
+		// The sums decoded the copies in place; start again from the raw one.
+		text = copies[index - 1];
+		copies[index - 1] = nullptr;
+		memcpy(text, romfile_copies[index - 1], ROMFILE_SIZE);
+		*len = config_image_text(&text);
+		if (*len == 0) {
+			free(text);
+			text = nullptr;
+		}
+	}
+	free(copies[0]);
+	free(copies[1]);
+	return text;
+}
+
+void factory_radio_calibration(unsigned char *buf)
+{
+	memset(buf, 0xFF, RADIO_CALIBRATION_SIZE);
+	// The radio reads its calibration as little-endian words.
+	le16_put(buf + 0x00, 0x3092);                      // radio chip
+	le16_put(buf + 0x02, 0x0104);                      // calibration layout version
+	memcpy(buf + 0x04, GW_BASE_MAC, sizeof GW_BASE_MAC);
+	buf[0x09] = static_cast<unsigned char>(buf[0x09] + 2); // the radio's own address
+	le16_put(buf + 0x34, 0x2212);                      // 2 transmit, 2 receive chains, 2.4 GHz
+	le16_put(buf + 0x36, 0x0000);                      // no external amplifier, no LNA
+	buf[0x38] = GW_COUNTRY_CODE;             // regulatory region
+	buf[0x39] = 0x00;
+	buf[0x3A] = 0x1C;                        // crystal frequency offset
+	le16_put(buf + 0x3E, 0x0000);                      // receive signal offsets
+	// Transmit power of chains 0 and 1 for channels 1 to 14.
+	static const unsigned char power0[14] = {0x0E, 0x0E, 0x0F, 0x0F, 0x10, 0x10, 0x10,
+						 0x10, 0x10, 0x0F, 0x0F, 0x0E, 0x0E, 0x0C};
+	static const unsigned char power1[14] = {0x0D, 0x0E, 0x0E, 0x0F, 0x0F, 0x10, 0x10,
+						 0x10, 0x0F, 0x0F, 0x0E, 0x0E, 0x0D, 0x0B};
+	memcpy(buf + 0x52, power0, sizeof power0);
+	memcpy(buf + 0x60, power1, sizeof power1);
+	le16_put(buf + 0x6E, 0x0000);                      // temperature compensation off
+	// Per-rate power deltas, CCK then OFDM then MCS groups.
+	static const uint16_t rate_power[10] = {0x6666, 0x6666, 0x6666, 0x4466, 0x6666,
+						0x4466, 0x6666, 0x2244, 0x0000, 0x0000};
+	for (size_t i = 0; i < 10; i++)
+		le16_put(buf + 0xDE + 2 * i, rate_power[i]);
+}
+
+void factory_flash_release()
+{
+	free(config_text);
+	free(config_defaults);
+	free(romfile_copies[0]);
+	free(romfile_copies[1]);
+}
