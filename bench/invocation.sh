@@ -21,12 +21,12 @@ gwrun() { "$root/sim/gwsim" run "$gw" -- "$@"; }
 # callgrind, with its tool files copied into the gateway's /tmp.
 vg=$gw/tmp/vg
 mkdir -p "$vg"
-cp /usr/bin/valgrind "$vg/"
+cp /usr/bin/valgrind.bin "$vg/"
 for f in callgrind-amd64-linux vgpreload_core-amd64-linux.so default.supp; do
 	cp "/usr/libexec/valgrind/$f" "$vg/"
 done
 instructions() {
-	gwrun env VALGRIND_LIB=/tmp/vg /tmp/vg/valgrind --tool=callgrind \
+	gwrun env VALGRIND_LIB=/tmp/vg /tmp/vg/valgrind.bin --tool=callgrind \
 		--callgrind-out-file=/tmp/cg.out "$@" 2>&1 >/dev/null |
 		sed -n 's/.*Collected : *\([0-9]*\).*/\1/p'
 }

@@ -12,3 +12,5 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 (cd "$build" && ctest --output-on-failure -j"$(nproc)")
 # The configuration-image readers against hostile input, for a bounded time.
 bash "$root/fuzz/run.sh" "${FUZZ_SECONDS:-30}"
+# The device build: big-endian MIPS, its tests under emulation.
+bash "$root/tests/mips/run.sh"

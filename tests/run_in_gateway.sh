@@ -7,6 +7,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 build=${GWSIM_BUILD:-$root/build}
 gw=$(mktemp -d "$build/gw-unit.XXXXXX")
 trap 'rm -rf "$gw"' EXIT
-"$root/sim/gwsim" init "$gw" >/dev/null
+gwsim=${GWSIM:-$root/sim/gwsim}
+"$gwsim" init "$gw" >/dev/null
 cp "$prog" "$gw/tmp/"
-"$root/sim/gwsim" run "$gw" -- "/tmp/$(basename "$prog")" "$@"
+"$gwsim" run "$gw" -- "/tmp/$(basename "$prog")" "$@"

@@ -3,7 +3,8 @@
 # store, logs and flash.
 
 REPO_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
-GWSIM="$REPO_ROOT/sim/gwsim"
+# GWSIM may name a wrapper of sim/gwsim (the device build's tests use one).
+GWSIM=${GWSIM:-$REPO_ROOT/sim/gwsim}
 export GWSIM_BUILD=${GWSIM_BUILD:-$REPO_ROOT/build}
 TEST_TMP=$(mktemp -d "$GWSIM_BUILD/bbtest.XXXXXX")
 trap 'rm -rf "$TEST_TMP"' EXIT

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdio>
+#include <initializer_list>
 #include <string>
+#include <vector>
 
 std::string read_file(const char *path);
 void write_file(const char *path, const std::string &data);
@@ -18,3 +20,48 @@ std::string capture_stdout(Fn fn)
 {
 	return capture_stdout_begin_end([](void *p) { (*static_cast<Fn *>(p))(); }, &fn);
 }
+
+// As capture_stdout, for stderr.
+std::string capture_fd_begin_end(int fd, void (*fn)(void *), void *arg);
+template <typename Fn>
+std::string capture_stderr(Fn fn)
+{
+	return capture_fd_begin_end(2, [](void *p) { (*static_cast<Fn *>(p))(); }, &fn);
+}
+
+// The bytes of a string, as the flash and image functions take them.
+inline const unsigned char *bytes_of(const std::string &s)
+{
+	return reinterpret_cast<const unsigned char *>(s.data());
+}
+
+// LEN bytes of a repeatable pattern that differs with SEED and has no short
+// period, so a block written to the wrong place shows.
+std::string test_pattern(size_t len, unsigned seed);
+
+// Replaces bytes at OFFSET of a gateway file, keeping its size; a test
+// failure when they would not fit.
+void put_file_bytes(const char *path, size_t offset, const std::string &data);
+
+// Keeps the contents of gateway files and puts them back when it goes; a
+// file that was absent is removed again.
+class SavedFiles {
+public:
+	SavedFiles(std::initializer_list<const char *> paths);
+	~SavedFiles();
+	SavedFiles(const SavedFiles &) = delete;
+	SavedFiles &operator=(const SavedFiles &) = delete;
+
+private:
+	struct Saved {
+		const char *path;
+		bool existed;
+		std::string data;
+	};
+	std::vector<Saved> saved_;
+};
+
+struct FwTag;
+// A firmware image of the given identity and parts, as fwimage_build lays it out.
+std::string fw_image(const FwTag &ident, const std::string &kernel, const std::string &rootfs,
+		     const std::string &defcfg);

@@ -12,44 +12,24 @@ struct TextCase {
 TEST(IsValidIpv4Addr, AcceptsUsableHostAddressesOnly)
 {
 	const TextCase cases[] = {
-		{ "0.0.0.0", true }, // the "no address" special
-		{ "0.0.0.1", false },
-		{ "00.0.0.0", false },
-		{ "1.2.3.4", true }, // shortest: 7 bytes
-		{ "1.2.3.", false }, // 6 bytes
-		{ "100.100.100.100", true }, // longest: 15 bytes
-		{ "100.100.100.1000", false }, // 16 bytes
-		{ "0100.100.100.10", true },   // leading zeros are fine
-		{ "192.168.1.0", true },
-		{ "192.168.1.254", true },
-		{ "192.168.1.255", false },
-		{ "192.168.1.256", false },
-		{ "1.255.255.1", true },
-		{ "1.256.1.1", false },
-		{ "1.1.256.1", false },
-		{ "126.255.255.254", true },
-		{ "127.0.0.1", false },
-		{ "128.0.0.1", true },
-		{ "223.255.255.254", true },
-		{ "224.0.0.1", false },
-		{ "255.255.255.254", false },
-		{ "10..1.1", true }, // an empty octet counts as 0
-		{ "...1234", false }, // so is an empty first octet
-		{ "1.2.3", false },
-		{ "1.2.3.4.5", false },
-		{ "11.1.1.", true },
-		{ "1,2.3.4", false },
-		{ " 1.2.3.4", false },
-		{ "1.2.3.4\n", false },
-		{ "1.2.3.\xC8", false }, // a byte above 127
-		{ "\xB9.2.3.4", false },
-		{ "", false },
+		{ "0.0.0.0", true }, // the "no address" special, as exact text only
+		{ "0.0.0.1", false }, { "00.0.0.0", false },
+		{ "1.2.3.4", true }, { "1.2.3.", false }, // shortest 7 bytes; 6
+		{ "100.100.100.100", true }, { "0100.100.100.100", false }, // longest 15 bytes; 16
+		{ "0100.100.100.10", true }, // leading zeros are fine
+		{ "192.168.1.0", true }, { "192.168.1.254", true }, { "192.168.1.255", false },
+		{ "192.168.1.256", false }, { "1.255.255.1", true }, { "1.256.1.1", false }, { "1.1.256.1", false },
+		{ "126.255.255.254", true }, { "127.0.0.1", false }, { "128.0.0.1", true },
+		{ "223.255.255.254", true }, { "224.0.0.1", false }, { "255.255.255.254", false },
+		{ "10..1.1", true }, { "11.1.1.", true }, // an empty octet counts as 0...
+		{ "...1234", false }, // ...so is an empty first octet
+		{ "1.2.3", false }, { "1.2.3.4.5", false }, { "1,2.3.4", false }, { " 1.2.3.4", false },
+		{ "1.2.3.4\n", false }, { "", false },
+		{ "1.2.3.\xC8", false }, { "\xB9.2.3.4", false }, // bytes above 127
 		// Octets accumulate in wrapping 32-bit arithmetic and are compared
 		// signed: 4294967296 wraps to 0, 4294967551 to 255, 4294967552 to 256
 		// and 999999999999 to a negative number.
-		{ "1.4294967296..", true },
-		{ "1.4294967551..", true },
-		{ "1.4294967552..", false },
+		{ "1.4294967296..", true }, { "1.4294967551..", true }, { "1.4294967552..", false },
 		{ "999999999999...", true },
 	};
 	for (const TextCase &c : cases)
@@ -83,9 +63,8 @@ TEST(IsValidSubnetMask, AcceptsTheCanonicalMasksExactly)
 TEST(IsAllDigits, OnlyDecimalDigitsAndTheEmptyText)
 {
 	const TextCase cases[] = {
-		{ "", true },	   { "0123456789", true }, { "12a", false }, { " 1", false },
-		{ "-1", false },   { "+5", false },	   { "1.5", false }, { "1\xB9", false },
-		{ "9/", false },   { ":0", false },
+		{ "", true },	 { "0123456789", true }, { "12a", false }, { " 1", false }, { "-1", false },
+		{ "+5", false }, { "1.5", false },	 { "1\xB9", false }, { "9/", false }, { ":0", false },
 	};
 	for (const TextCase &c : cases)
 		EXPECT_EQ(is_all_digits(c.text), c.valid) << '"' << c.text << '"';
