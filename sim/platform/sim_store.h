@@ -4,6 +4,11 @@
 
 #include <cstddef>
 
+// The running configuration as ROMFILE text, and the lock every writer of it
+// holds (the store itself and the configuration writer's boot-time load).
+constexpr const char SIM_STORE_FILE[] = "/tmp/var/romfile.cfg";
+constexpr const char SIM_STORE_LOCK[] = "/tmp/var/romfile.lock";
+
 // Removes a whole node (attr == nullptr) or one attribute. Removing something
 // absent succeeds. 0 = done, non-zero = refused (bad name, unresolvable
 // Wan_PVC, unreadable store).

@@ -24,9 +24,9 @@
 namespace {
 
 constexpr const char STORE_DIR[] = "/tmp/var";
-constexpr const char STORE_FILE[] = "/tmp/var/romfile.cfg";
+constexpr const char *STORE_FILE = SIM_STORE_FILE;
 constexpr const char STORE_TEMP[] = "/tmp/var/romfile.cfg.new";
-constexpr const char STORE_LOCK[] = "/tmp/var/romfile.lock";
+constexpr const char *STORE_LOCK = SIM_STORE_LOCK;
 constexpr const char ROOT_ELEMENT[] = "ROMFILE";
 
 // The node the WAN commands name without an index: the web interface's

@@ -29,14 +29,13 @@
 #include "flash/mtd.h"
 #include "mtd_dev.h"
 #include "romfile/romfile.h"
+#include "sim_store.h"
 
 extern char **environ;
 
 namespace {
 
 constexpr const char FLASH_TOOL[] = "/userfs/bin/mtd";
-constexpr const char STORE_FILE[] = "/tmp/var/romfile.cfg";
-constexpr const char STORE_LOCK[] = "/tmp/var/romfile.lock";
 constexpr const char ROMFILE_WORK[] = "/tmp/var/romfile.flash";
 constexpr const char ROMD_WORK[] = "/tmp/var/romd.flash";
 constexpr const char *COPY_NAMES[] = {nullptr, "romfile", "second_romfile"};
@@ -183,16 +182,16 @@ int cmd_load()
 		return fail("cannot read", COPY_NAMES[index]);
 	}
 	// The store's writers hold this lock while they replace the file.
-	int lock = open(STORE_LOCK, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+	int lock = open(SIM_STORE_LOCK, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
 	if (lock >= 0)
 		flock(lock, LOCK_EX);
 	image[len] = '\n';
-	bool ok = config_write_file(STORE_FILE, image, len + 1);
+	bool ok = config_write_file(SIM_STORE_FILE, image, len + 1);
 	if (lock >= 0)
 		close(lock);
 	free(image);
 	if (!ok)
-		return fail("cannot write", STORE_FILE);
+		return fail("cannot write", SIM_STORE_FILE);
 	printf("loaded %s\n", COPY_NAMES[index]);
 	return 0;
 }
