@@ -8,6 +8,7 @@
 
 #include "flash/byteorder.h"
 #include "flash/flash_io.h"
+#include "lib/safe_file.h"
 #include "shell/system_cmd.h"
 
 namespace {
@@ -16,15 +17,18 @@ constexpr const char MRD_DEVICE[] = "/dev/mtd0";
 constexpr const char BOOT_IMAGE_FILE[] = "/tmp/boot.bin";
 constexpr const char BOOT_WRITE_CMD[] = "/userfs/bin/mtd -f write /tmp/boot.bin bootloader";
 
-bool write_boot_image(const unsigned char *block)
+// Made afresh and kept open until the flash utility has run, so the file
+// handed over is the one written here, not one planted at the same name.
+int write_boot_image(const unsigned char *block)
 {
-	FILE *out = fopen(BOOT_IMAGE_FILE, "w");
-	if (!out)
-		return false;
-	fwrite(block, 1, BOOT_BLOCK_SIZE, out);
-	fflush(out);
-	fclose(out);
-	return true;
+	int fd = safe_create(BOOT_IMAGE_FILE);
+	if (fd < 0)
+		return -1;
+	if (write(fd, block, BOOT_BLOCK_SIZE) != static_cast<ssize_t>(BOOT_BLOCK_SIZE)) {
+		close(fd);
+		return -1;
+	}
+	return fd;
 }
 
 int hex_digit(char c)
@@ -74,14 +78,17 @@ int MRDwrite(const unsigned char *buf)
 		return 0;
 	}
 	memcpy(block + MRD_OFFSET, buf, MRD_SIZE);
-	bool written = write_boot_image(block);
+	int image = write_boot_image(block);
 	close(fd);
 	free(block);
-	if (!written) {
+	if (image < 0 || !safe_file_is(image, BOOT_IMAGE_FILE)) {
+		if (image >= 0)
+			close(image);
 		printf("Open file error!!\n");
 		return 0;
 	}
 	run_system_cmd(BOOT_WRITE_CMD);
+	close(image);
 	return 1;
 }
 

@@ -9,6 +9,7 @@
 
 #include "fastlz.h"
 #include "flash/byteorder.h"
+#include "lib/safe_file.h"
 
 namespace {
 
@@ -467,7 +468,7 @@ int nox_compressCfgBufferToFile(char *out_path, size_t out_size, char *buf, int 
 		printf("%s: lz encode error!\n", "nox_compressCfgBufferToFile");
 		return 0;
 	}
-	FILE *f = fopen(TMP_COMPRESS, "w");
+	FILE *f = safe_fopen(TMP_COMPRESS, "w");
 	if (!f) {
 		printf("%s: open file %s error!\n", "nox_compressCfgBufferToFile", TMP_COMPRESS);
 		return 0;

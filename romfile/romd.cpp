@@ -10,6 +10,7 @@
 #include "flash/crc32.h"
 #include "flash/flash_io.h"
 #include "flash/mtd.h"
+#include "lib/safe_file.h"
 #include "mtd_dev.h"
 #include "romfile/container.h"
 #include "romfile/romfile.h"
@@ -161,7 +162,7 @@ int nox_dumpRomdContent()
 		free(buf);
 		return 0;
 	}
-	FILE *f = fopen(ROMD_DUMP, "w+");
+	FILE *f = safe_fopen(ROMD_DUMP, "w+");
 	if (!f) {
 		printf("Write romd conten fail!\n");
 		free(buf);

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "lib/safe_file.h"
 #include "shell/dispatch.h"
 #include "shell/sys_table.h"
 
@@ -26,7 +27,7 @@ void set_lock(int fd, short type, int cmd)
 
 int main(int argc, char *argv[])
 {
-	int fd = open(LOCK_FILE, O_RDWR | O_CREAT, 0666);
+	int fd = safe_open(LOCK_FILE, O_RDWR | O_CREAT, 0666);
 	if (fd < 0) {
 		printf("open lock file error!\n");
 		return sys_dispatch(sys_cmd_table, argc, argv, nullptr);

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "lib/safe_file.h"
 #include "tcapi.h"
 #include "wan/wan_common.h"
 #include "wan/wan_handlers.h"
@@ -104,7 +105,7 @@ int wan_ppp_uptime_cmd(int argc, char *argv[], void *)
 		puts("0 sec ");
 		return 0;
 	}
-	FILE *uptime_file = fopen(file, "r");
+	FILE *uptime_file = safe_fopen(file, "r");
 	if (!uptime_file) {
 		puts("0 sec ");
 		return 0;

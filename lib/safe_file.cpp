@@ -1,0 +1,93 @@
+#include "lib/safe_file.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+bool is_regular(int fd)
+{
+	struct stat st;
+	return fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+}
+
+// O_NONBLOCK only guards the open itself (a FIFO with no writer would block
+// it); reads of a regular file never block, so it is dropped again.
+int clear_nonblock(int fd)
+{
+	int fl = fcntl(fd, F_GETFL);
+	if (fl < 0 || fcntl(fd, F_SETFL, fl & ~O_NONBLOCK) < 0)
+		return -1;
+	return fd;
+}
+
+struct StdioMode {
+	const char *name;
+	int flags;
+	bool truncate;
+};
+
+const StdioMode stdio_modes[] = {
+	{ "r", O_RDONLY, false },
+	{ "rb", O_RDONLY, false },
+	{ "r+", O_RDWR, false },
+	{ "w", O_WRONLY | O_CREAT, true },
+	{ "wb", O_WRONLY | O_CREAT, true },
+	{ "w+", O_RDWR | O_CREAT, true },
+	{ "a", O_WRONLY | O_CREAT | O_APPEND, false },
+};
+
+} // namespace
+
+int safe_open(const char *path, int flags, mode_t mode)
+{
+	int fd = open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode);
+	if (fd < 0)
+		return -1;
+	if (!is_regular(fd) || clear_nonblock(fd) < 0) {
+		close(fd);
+		errno = EINVAL;
+		return -1;
+	}
+	return fd;
+}
+
+int safe_create(const char *path, mode_t mode)
+{
+	if (unlink(path) != 0 && errno != ENOENT)
+		return -1;
+	return open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+}
+
+bool safe_file_is(int fd, const char *path)
+{
+	struct stat held;
+	struct stat named;
+	if (fstat(fd, &held) != 0 || lstat(path, &named) != 0)
+		return false;
+	return S_ISREG(named.st_mode) && held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+}
+
+FILE *safe_fopen(const char *path, const char *mode)
+{
+	for (const StdioMode &m : stdio_modes) {
+		if (strcmp(m.name, mode) != 0)
+			continue;
+		int fd = safe_open(path, m.flags);
+		if (fd < 0)
+			return nullptr;
+		if (m.truncate && ftruncate(fd, 0) != 0) {
+			close(fd);
+			return nullptr;
+		}
+		FILE *f = fdopen(fd, mode);
+		if (!f)
+			close(fd);
+		return f;
+	}
+	errno = EINVAL;
+	return nullptr;
+}

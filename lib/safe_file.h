@@ -1,0 +1,28 @@
+// Opening files in world-writable places (/tmp). Any local user can plant a
+// symlink, a FIFO or a directory at a fixed name there, so these routines
+// never follow a symlink at the last component, never block on a FIFO or a
+// device, and hand back only regular files. A refusal looks like any other
+// failure to open: the caller takes its usual failure path and message.
+#pragma once
+
+#include <cstdio>
+#include <sys/types.h>
+
+// Opens PATH for reading (O_RDONLY) or reading and writing (O_RDWR, with
+// O_CREAT if asked). The descriptor is returned in blocking mode. -1 when
+// PATH is missing, a symlink, not a regular file, or cannot be opened.
+int safe_open(const char *path, int flags, mode_t mode = 0666);
+
+// Creates PATH afresh: a file left there (by anyone) is removed first and
+// the new one is made with O_EXCL, so the descriptor is known to be the only
+// file at PATH that this process wrote. -1 on failure.
+int safe_create(const char *path, mode_t mode = 0644);
+
+// True while PATH still names the file open on FD: checked before a path is
+// handed to another program.
+bool safe_file_is(int fd, const char *path);
+
+// stdio over safe_open: modes "r", "rb", "r+", "w", "wb", "w+", "a". The
+// writing modes create the file if missing and truncate it only once it is
+// known to be a regular file.
+FILE *safe_fopen(const char *path, const char *mode);
