@@ -9,7 +9,7 @@
 #include "flash/byteorder.h"
 #include "flash/flash_io.h"
 #include "lib/safe_file.h"
-#include "shell/system_cmd.h"
+#include "shell_cmd.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "shell/dispatch.h"
 #include "shell/store.h"
 #include "shell/sys_table.h"
-#include "shell/system_cmd.h"
+#include "shell_cmd.h"
 #include "tcapi.h"
 
 namespace {
