@@ -17,3 +17,9 @@ int store_get(const char *node, const char *attr, char *buf, size_t size)
 	buf[len] = '\0';
 	return rc;
 }
+
+bool store_read(const char *node, const char *attr, char *buf, size_t size)
+{
+	memset(buf, 0, size);
+	return store_get(node, attr, buf, size) == 0;
+}

@@ -26,8 +26,7 @@ long measure_value(WanMeasure measure, const char *value)
 
 bool wan_read(const char *node, const char *attr, char *buf, size_t size)
 {
-	memset(buf, 0, size);
-	return store_get(node, attr, buf, size) == 0;
+	return store_read(node, attr, buf, size);
 }
 
 void wan_trans_mode(char *mode, size_t size, TransModeRule rule)
