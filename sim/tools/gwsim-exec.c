@@ -7,7 +7,7 @@
  *
  * The gateway is sealed from the workstation:
  * - The gateway's root is an unprivileged user of the workstation: the
- *   caller, or, when root starts it, the owner of DIR (gwsim init gives a
+ *   caller, or, when root starts it, the owner of DIR/.gwsim (gwsim init gives a
  *   gateway made by root to nobody). Root drops to that user before anything
  *   else, so nothing inside ever holds a privilege outside DIR.
  * - Fresh user, mount, PID, network, UTS and IPC namespaces: no host process
@@ -144,12 +144,13 @@ static void write_proc_file(const char *path, const char *text)
 	close(fd);
 }
 
-/* Root runs the gateway as the unprivileged owner of DIR. */
+/* Root runs the gateway as the unprivileged owner of DIR/.gwsim, which
+ * only gwsim init makes (what is copied into DIR later may be root's). */
 static void drop_root(const struct stat *dir, const char *name)
 {
 	if (geteuid() != 0)
 		return;
-	if (dir->st_uid == 0)
+	if (dir->st_uid == 0 || dir->st_gid == 0)
 		refuse(" belongs to root; make it again with gwsim init", name);
 	if (setgroups(0, NULL) < 0 || setresgid(dir->st_gid, dir->st_gid, dir->st_gid) < 0 ||
 	    setresuid(dir->st_uid, dir->st_uid, dir->st_uid) < 0)
@@ -502,13 +503,13 @@ int main(int argc, char *argv[])
 	}
 	const char *name = argv[2];
 	int dir = open(name, O_PATH | O_DIRECTORY | O_CLOEXEC);
-	struct stat marker, st;
-	if (dir < 0 || fstatat(dir, ".gwsim", &marker, 0) < 0 || !S_ISDIR(marker.st_mode))
+	struct stat marker;
+	if (dir < 0 || fstatat(dir, ".gwsim", &marker, AT_SYMLINK_NOFOLLOW) < 0 || !S_ISDIR(marker.st_mode))
 		refuse(" is not a gateway (run gwsim init first)", name);
-	if (fstat(dir, &st) < 0 || fchdir(dir) < 0)
+	if (fchdir(dir) < 0)
 		die("cannot enter", name);
 	close(dir);
-	drop_root(&st, name);
+	drop_root(&marker, name);
 	enter_namespaces();
 	mount_gateway_root();
 	bind_host_files();
