@@ -77,11 +77,14 @@
 #define PROC_PID_LINKS 0
 #endif
 
+/* Where the gateway has /lib and /lib64 as links into /usr (as gwsim init
+ * makes them on a workstation that has them so), the /usr binds serve. */
 static const char *const LIBRARY_DIRS[][2] = {
 	/* host path, path inside the gateway */
 	{"/lib", "lib"},
 	{"/lib64", "lib64"},
 	{"/usr/lib", "usr/lib"},
+	{"/usr/lib64", "usr/lib64"},
 };
 
 static const char *const DEVICES[] = {"null", "zero", "urandom", "random", "tty"};
@@ -225,6 +228,9 @@ static void bind_host_files(void)
 {
 	char src[PATH_MAX];
 	for (size_t i = 0; i < sizeof LIBRARY_DIRS / sizeof LIBRARY_DIRS[0]; i++) {
+		struct stat st;
+		if (lstat(LIBRARY_DIRS[i][1], &st) < 0 || !S_ISDIR(st.st_mode))
+			continue;
 		/* /lib is usually a link into /usr: bind what it points to. */
 		if (!realpath(LIBRARY_DIRS[i][0], src))
 			continue;
