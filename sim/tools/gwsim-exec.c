@@ -201,11 +201,10 @@ static unsigned long locked_flags(const char *path)
 	return flags;
 }
 
-static void bind_read_only(const char *src, const char *dst)
+static void read_only(const char *dst)
 {
-	if (mount(src, dst, NULL, MS_BIND | MS_REC, NULL) < 0 ||
-	    mount(NULL, dst, NULL, MS_REMOUNT | MS_BIND | MS_RDONLY | locked_flags(dst), NULL) < 0)
-		die("cannot bind read-only", dst);
+	if (mount(NULL, dst, NULL, MS_REMOUNT | MS_BIND | MS_RDONLY | locked_flags(dst), NULL) < 0)
+		die("cannot make read-only", dst);
 }
 
 /* DIR bound onto itself becomes a mount of this namespace, which pivot_root
@@ -214,8 +213,9 @@ static void bind_read_only(const char *src, const char *dst)
  * the gateway's owner. */
 static void mount_gateway_root(void)
 {
-	if (mount(NULL, "/", NULL, MS_REC | MS_PRIVATE, NULL) < 0)
-		die("cannot make mounts private", NULL);
+	/* The workstation's mounts came into this namespace as slaves, as they
+	 * do for a namespace of a new user namespace: nothing made here
+	 * propagates back to the workstation. */
 	int tree = (int)syscall(SYS_open_tree, AT_FDCWD, ".", OPEN_TREE_CLONE | O_CLOEXEC | AT_RECURSIVE);
 	if (tree < 0)
 		die("cannot bind the gateway's root", NULL);
@@ -231,10 +231,13 @@ static void bind_host_files(void)
 		struct stat st;
 		if (lstat(LIBRARY_DIRS[i][1], &st) < 0 || !S_ISDIR(st.st_mode))
 			continue;
-		/* /lib is usually a link into /usr: bind what it points to. */
-		if (!realpath(LIBRARY_DIRS[i][0], src))
-			continue;
-		bind_read_only(src, LIBRARY_DIRS[i][1]);
+		/* The source's links are followed: /lib64 may lead into /usr. */
+		if (mount(LIBRARY_DIRS[i][0], LIBRARY_DIRS[i][1], NULL, MS_BIND | MS_REC, NULL) < 0) {
+			if (errno == ENOENT)
+				continue;
+			die("cannot bind", LIBRARY_DIRS[i][1]);
+		}
+		read_only(LIBRARY_DIRS[i][1]);
 	}
 	for (size_t i = 0; i < sizeof DEVICES / sizeof DEVICES[0]; i++) {
 		char dst[32];
@@ -355,9 +358,16 @@ static void make_proc(void)
 {
 	if (mount("proc", KERNEL_PROC, "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, NULL) < 0)
 		die("cannot mount proc on", KERNEL_PROC);
-	if (mount("proc", PROC_LINKS, "tmpfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, "mode=0555,size=64k") < 0)
-		die("cannot mount a tmpfs on", PROC_LINKS);
-	link_kernel_entries(PROC_LINKS);
+	/* The links to named entries never change: made in DIR at the first
+	 * run and kept. Pid links live in a tmpfs of the run. */
+	struct stat st;
+	if (PROC_PID_LINKS > 0) {
+		if (mount("proc", PROC_LINKS, "tmpfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, "mode=0555,size=64k") < 0)
+			die("cannot mount a tmpfs on", PROC_LINKS);
+		link_kernel_entries(PROC_LINKS);
+	} else if (lstat(PROC_LINKS "/self", &st) < 0) {
+		link_kernel_entries(PROC_LINKS);
+	}
 	if (mount("proc", "proc", "overlay", MS_NOSUID | MS_NODEV | MS_NOEXEC,
 		  "lowerdir=" PROC_LINKS ",upperdir=proc,workdir=" PROC_WORK ",userxattr") == 0)
 		return;
@@ -478,7 +488,9 @@ static void gateway_init(char *argv[])
 	change_root();
 	seal_capabilities();
 	set_console_environment();
-	pid_t cmd = fork();
+	/* vfork: the command replaces the copy at once, so nothing of this
+	 * process's memory needs copying. */
+	pid_t cmd = vfork();
 	if (cmd < 0)
 		die("cannot fork", NULL);
 	if (cmd == 0)
