@@ -24,7 +24,6 @@ struct PartitionLayout {
 };
 
 constexpr uint32_t ERASE_SIZE = 0x10000;
-constexpr int PROC_PID_LINKS = 1024;
 
 // romfile must be listed before second_romfile: the program finds partitions
 // by substring and takes the first line.
@@ -138,23 +137,6 @@ bool make_boot_files()
 	return ok && write_file("etc/RT30xxEEPROM.bin", calibration, sizeof calibration);
 }
 
-// The gateway's /proc is a plain directory; the process directories of the
-// gateway's own PID namespace are links into its procfs. Sanitizer runtimes
-// open /proc/<pid>/... by number, so every pid a run is likely to reach has
-// its link; gwsim-exec keeps the namespace's pids below this where the
-// kernel lets it.
-bool link_process_dirs()
-{
-	for (int pid = 1; pid <= PROC_PID_LINKS; pid++) {
-		char target[64], link[4096];
-		snprintf(target, sizeof target, "../.gwsim/hostproc/%d", pid);
-		snprintf(link, sizeof link, "%s/proc/%d", root_dir, pid);
-		if (symlink(target, link) < 0 && errno != EEXIST)
-			return fail("cannot link", "proc");
-	}
-	return true;
-}
-
 bool is_own_applet(const char *path)
 {
 	const char *base = strrchr(path, '/');
@@ -192,8 +174,7 @@ int main(int argc, char *argv[])
 		return 2;
 	}
 	root_dir = argv[1];
-	bool ok = factory_flash_prepare(argv[2]) && make_flash() && make_boot_files() && link_process_dirs() &&
-		  link_applets();
+	bool ok = factory_flash_prepare(argv[2]) && make_flash() && make_boot_files() && link_applets();
 	factory_flash_release();
 	return ok ? 0 : 1;
 }
