@@ -44,7 +44,11 @@ constexpr size_t WLAN_AP_MAC_ADD = 316;	      // 31 rows of char[20]
 constexpr size_t WLAN_AP_MAC_DEL = 936;	      // 31 rows of char[20]
 constexpr size_t WLAN_AP_SIZE = 1556;
 
-constexpr size_t WLAN_JOURNAL_SIZE = WLAN_J_AP + WLAN_SSID_COUNT * WLAN_AP_SIZE; // 6252
+constexpr size_t WLAN_JOURNAL_SIZE = WLAN_J_AP + WLAN_SSID_COUNT * WLAN_AP_SIZE;
+
+static_assert(WLAN_AP_MAC_DEL == WLAN_AP_MAC_ADD + WLAN_MAC_ROWS * WLAN_MAC_ROW_SIZE, "31 addition rows");
+static_assert(WLAN_AP_SIZE == WLAN_AP_MAC_DEL + WLAN_MAC_ROWS * WLAN_MAC_ROW_SIZE, "31 deletion rows");
+static_assert(WLAN_JOURNAL_SIZE == 6252, "the journal file's record size");
 
 // Row 31 of the last SSID's deletions lies behind the record, and a hostile
 // file may leave any field unterminated: the buffer keeps a row's worth of
