@@ -14,13 +14,14 @@ work=${FUZZ_WORK:-$repo/build-fuzz}
 fastlz=${FASTLZ_SOURCE_DIR:-/usr/share/verilator/include/gtkwave}
 cxx=${CLANGXX:-clang++-14}
 cc=${CLANG:-clang-14}
-targets="fuzz_container fuzz_parse_rom fuzz_romd_header fuzz_romfile_image fuzz_roundtrip"
+targets="fuzz_container fuzz_parse_rom fuzz_romd_header fuzz_romfile_image fuzz_roundtrip fuzz_wlan_journal"
 
 mkdir -p "$work/obj" "$work/seeds" "$work/logs"
 san="-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer"
 cxxflags="-std=c++17 -g -O1 -fno-exceptions -fno-rtti -I$repo -I$repo/platform/include -I$fastlz"
 lib_sources="romfile/container.cpp romfile/image.cpp romfile/romd.cpp romfile/romfile.cpp
-	flash/crc32.cpp flash/flash_io.cpp flash/mtd.cpp lib/safe_file.cpp"
+	flash/crc32.cpp flash/flash_io.cpp flash/mtd.cpp lib/safe_file.cpp
+	wlan/wlan_apply.cpp wlan/wlan_common.cpp wlan/wlan_journal.cpp shell/store.cpp fuzz/fake_store.cpp"
 
 echo "building in $work"
 objs=()

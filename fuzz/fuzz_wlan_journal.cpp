@@ -1,0 +1,47 @@
+// The wireless journal loader and showcmd's listing over a journal file of
+// any content and length. The listing must stay inside the record's buffer
+// and must never write the store.
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+#include "fuzz/fake_store.h"
+#include "wlan/wlan_apply.h"
+#include "wlan/wlan_journal.h"
+
+namespace {
+
+// The journal's own path is the gateway's; the fuzzer loads a file of its
+// own through the same loader.
+char journal_path[] = "/tmp/fuzz_wlan_journal.XXXXXX";
+int journal_fd = -1;
+
+void remove_journal()
+{
+	unlink(journal_path);
+}
+
+void write_journal(const unsigned char *data, size_t size)
+{
+	if (journal_fd < 0) {
+		journal_fd = mkstemp(journal_path);
+		if (journal_fd < 0)
+			abort();
+		atexit(remove_journal);
+	}
+	if (ftruncate(journal_fd, 0) != 0 || pwrite(journal_fd, data, size, 0) != static_cast<ssize_t>(size))
+		abort();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
+{
+	write_journal(data, size);
+	WlanJournal j;
+	wlan_journal_load_file(journal_path, &j);
+	wlan_replay(j, WLAN_SHOW);
+	if (fake_store_writes() != 0 || wlan_changed != 0)
+		abort();
+	return 0;
+}

@@ -1,0 +1,147 @@
+// `dispinfo`: the wireless settings as the store holds them (not the
+// pending journal), in the words the setters take. Keys, pre-shared keys and
+// RADIUS secrets are shown in plain text: this is the installer's screen.
+#include <cstdio>
+#include <cstring>
+
+#include "wlan/wlan_common.h"
+#include "wlan/wlan_handlers.h"
+
+namespace {
+
+constexpr const char SEPARATOR[] = "==================================";
+
+struct Value {
+	char text[WLAN_VALUE_SIZE];
+};
+
+// The empty text when the value cannot be read.
+Value read_value(const char *node, const char *attr)
+{
+	Value v;
+	wlan_read(node, attr, v.text, sizeof v.text);
+	return v;
+}
+
+bool value_is(const char *node, const char *attr, const char *expected)
+{
+	return strcmp(read_value(node, attr).text, expected) == 0;
+}
+
+// A stored code as its word; a code with no word as it is.
+template <size_t N>
+const char *shown(const WlanWord (&words)[N], const char *code)
+{
+	const WlanWord *word = wlan_word_by_stored(words, code);
+	return word ? word->shown : code;
+}
+
+void show_radio()
+{
+	puts(SEPARATOR);
+	printf("wireless:\t%s\n", value_is(WLAN_COMMON_NODE, "APOn", "1") ? "on" : "off");
+	Value channel = read_value(WLAN_COMMON_NODE, "Channel");
+	printf("channel:\t%s\n", strcmp(channel.text, "0") == 0 ? "auto" : channel.text);
+	printf("mode:\t\t%s\n", shown(wlan_modes, read_value(WLAN_COMMON_NODE, "WirelessMode").text));
+	printf("bandwidth:\t%s\n", shown(wlan_bandwidths, read_value(WLAN_COMMON_NODE, "HT_BW").text));
+	printf("txpower:\t%s%%\n", read_value(WLAN_COMMON_NODE, "TxPower").text);
+	puts(SEPARATOR);
+}
+
+// SSID 0 is on with the radio. Another SSID is on only when both it and the
+// radio are; one whose switch is neither "1" nor "0" was never configured,
+// and nothing more of it is shown. False for such an SSID.
+bool show_status(const char *node, size_t index)
+{
+	bool radio_on = value_is(WLAN_COMMON_NODE, "APOn", "1");
+	if (index == 0) {
+		puts(radio_on ? "status:\t\ton" : "status:\t\toff");
+		return true;
+	}
+	Value on = read_value(node, "APOn");
+	bool configured = strcmp(on.text, "1") == 0 || strcmp(on.text, "0") == 0;
+	puts(radio_on && strcmp(on.text, "1") == 0 ? "status:\t\ton" : "status:\t\toff");
+	if (!configured)
+		puts(SEPARATOR);
+	return configured;
+}
+
+void show_cipher(const char *node)
+{
+	const WlanWord *cipher = wlan_word_by_stored(wlan_ciphers, read_value(node, "EncrypType").text);
+	if (cipher)
+		printf("encryptype:\t%s\n", cipher->shown);
+}
+
+void show_security(const char *node)
+{
+	const WlanSecurityMode *mode = wlan_security_mode_by_auth(read_value(node, "AuthMode").text);
+	if (!mode)
+		return;
+	printf("securitymode:\t%s\n", mode->word);
+	switch (mode->keying) {
+	case WlanKeying::Open:
+		break;
+	case WlanKeying::Wep64:
+	case WlanKeying::Wep128:
+		printf("wepkey:\t\t%s\n", read_value(node, "Key1Str").text);
+		break;
+	case WlanKeying::Psk:
+		show_cipher(node);
+		printf("psk:\t\t%s\n", read_value(node, "WPAPSK").text);
+		break;
+	case WlanKeying::Radius:
+		show_cipher(node);
+		printf("srvip:\t\t%s\n", read_value(node, "RADIUS_Server").text);
+		printf("srvport:\t%s\n", read_value(node, "RADIUS_Port").text);
+		printf("srvsecret:\t%s\n", read_value(node, "RADIUS_Key").text);
+		break;
+	}
+}
+
+// Entries are numbered as they are printed, not by their slot.
+void show_mac_filter(const char *node)
+{
+	puts("");
+	puts("mac filter");
+	Value policy = read_value(node, "AccessPolicy");
+	if (strcmp(policy.text, "1") == 0)
+		puts("restrictmode:\tallow");
+	else if (strcmp(policy.text, "2") == 0)
+		puts("restrictmode:\tdeny");
+	else
+		puts("restrictmode:\tdisable");
+	int shown_count = 0;
+	char attr[WLAN_NAME_SIZE];
+	for (int slot = 0; slot < WLAN_MAC_SLOTS; slot++) {
+		wlan_mac_attr(attr, sizeof attr, slot);
+		Value mac = read_value(node, attr);
+		if (!wlan_slot_is_free(mac.text))
+			printf("mac%d:\t\t%s\n", shown_count++, mac.text);
+	}
+}
+
+void show_ssid(size_t index)
+{
+	char node[WLAN_NAME_SIZE];
+	wlan_entry_node(node, sizeof node, index);
+	printf("ap%zu\n", index);
+	if (!show_status(node, index))
+		return;
+	printf("ssid:\t\t%s\n", read_value(node, "SSID").text);
+	puts(value_is(node, "HideSSID", "1") ? "hidessid:\thide" : "hidessid:\tdisp");
+	show_security(node);
+	show_mac_filter(node);
+	puts(SEPARATOR);
+}
+
+} // namespace
+
+// Extra words are ignored; nothing is changed.
+int wlan_dispinfo_cmd(int, char *[], void *)
+{
+	show_radio();
+	for (size_t index = 0; index < WLAN_SSID_COUNT; index++)
+		show_ssid(index);
+	return 0;
+}
