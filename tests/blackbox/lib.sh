@@ -54,6 +54,13 @@ gw_run() {
 	RC=$?
 }
 
+# gw_put PATH: writes standard input to PATH inside the gateway as a file of
+# the gateway's own (a gateway made by root belongs to an unprivileged user,
+# and its root may write only what that user owns).
+gw_put() {
+	cat >"$GW$1" && chown -h "$(stat -c %u:%g "$GW/.gwsim")" "$GW$1"
+}
+
 # gw_sh 'command line': runs a line through the gateway's shell without
 # recording it in the shell log the tests inspect.
 gw_sh() {
