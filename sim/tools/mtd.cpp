@@ -13,6 +13,8 @@
 // GWSIM_MTD_KILL_AFTER_BLOCKS=N cuts after the Nth block is done (erased and
 // programmed); GWSIM_MTD_KILL_AFTER_ERASES=N cuts right after the Nth block
 // is erased, before it is programmed.
+// Slow flash for tests: GWSIM_MTD_ERASE_DELAY_US=N makes every block erase
+// take N microseconds more, as erasing a block of real NOR flash takes long.
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -66,8 +68,9 @@ public:
 		block_ = static_cast<unsigned char *>(malloc(info_.erasesize));
 		if (!block_)
 			return fail("out of memory for %s", name);
-		kill_after_ = kill_point("GWSIM_MTD_KILL_AFTER_BLOCKS");
-		kill_after_erases_ = kill_point("GWSIM_MTD_KILL_AFTER_ERASES");
+		kill_after_ = env_number("GWSIM_MTD_KILL_AFTER_BLOCKS");
+		kill_after_erases_ = env_number("GWSIM_MTD_KILL_AFTER_ERASES");
+		erase_delay_us_ = env_number("GWSIM_MTD_ERASE_DELAY_US");
 		return 0;
 	}
 
@@ -84,6 +87,8 @@ public:
 	bool rewrite_block(uint32_t start, bool program)
 	{
 		erase_info_user req = {start, info_.erasesize};
+		if (erase_delay_us_ > 0)
+			usleep(static_cast<useconds_t>(erase_delay_us_));
 		if (mtd_dev_ioctl(fd_, MEMERASE, &req) < 0)
 			return false;
 		if (kill_after_erases_ >= 0 && ++erases_done_ >= kill_after_erases_)
@@ -96,7 +101,7 @@ public:
 	}
 
 private:
-	static long kill_point(const char *var)
+	static long env_number(const char *var)
 	{
 		const char *value = getenv(var);
 		return value && *value ? atol(value) : -1;
@@ -109,6 +114,7 @@ private:
 	long blocks_done_ = 0;
 	long kill_after_erases_ = -1;
 	long erases_done_ = 0;
+	long erase_delay_us_ = -1;
 };
 
 // Reads up to len bytes; returns how many arrived, or -1 on error.
