@@ -52,6 +52,20 @@ int safe_open(const char *path, int flags, mode_t mode)
 	return fd;
 }
 
+const char *safe_open_error(int err)
+{
+	switch (err) {
+	case ELOOP:
+		return "is a symbolic link";
+	case EISDIR:
+		return "is a directory";
+	case EINVAL:
+		return "is not a regular file";
+	default:
+		return strerror(err);
+	}
+}
+
 int safe_create(const char *path, mode_t mode)
 {
 	if (unlink(path) != 0 && errno != ENOENT)

@@ -15,6 +15,11 @@
 // or cannot be opened.
 int safe_open(const char *path, int flags, mode_t mode = 0666);
 
+// Why safe_open or safe_fopen refused, for a message: ERR as they left it
+// in errno ("is a symbolic link", "is a directory", "is not a regular
+// file"), else strerror(ERR).
+const char *safe_open_error(int err);
+
 // Creates PATH afresh: a file left there (by anyone) is removed first and
 // the new one is made with O_EXCL, so the descriptor is known to be the only
 // file at PATH that this process wrote. -1 on failure.

@@ -272,7 +272,7 @@ bool read_store_file(std::string *text, bool *absent)
 	if (fd < 0) {
 		*absent = errno == ENOENT;
 		if (!*absent)
-			sim_store_complain("cannot read %s: %s", GW_STORE_FILE, strerror(errno));
+			sim_store_complain("cannot read %s: %s", GW_STORE_FILE, safe_open_error(errno));
 		return *absent;
 	}
 	struct stat st;
@@ -283,7 +283,7 @@ bool read_store_file(std::string *text, bool *absent)
 	}
 	close(fd);
 	if (!ok)
-		sim_store_complain("cannot read %s: %s", GW_STORE_FILE, "unreadable or too large");
+		sim_store_complain("cannot read %s: unreadable or too large", GW_STORE_FILE);
 	return ok;
 }
 

@@ -64,7 +64,7 @@ int sim_store_lock(const char *root)
 	mkdir(dir, 0755);
 	int fd = safe_open(lock, O_RDWR | O_CREAT, 0644);
 	if (fd < 0) {
-		sim_store_complain("cannot lock %s: %s", lock, strerror(errno));
+		sim_store_complain("cannot lock %s: %s", lock, safe_open_error(errno));
 		return -1;
 	}
 	while (flock(fd, LOCK_EX) < 0) {
