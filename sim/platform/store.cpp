@@ -52,8 +52,8 @@ constexpr const char UPLOAD_TYPE_ROMD[] = "3";
 constexpr size_t NODE_NAME_MAX = 128;
 constexpr size_t NAME_SEGMENTS_MAX = 16;
 // Values are kept whole up to this length (tcapi_get hands out the first
-// MAXLEN_TCAPI_MSG - 1 bytes); a longer one, with the rest of the
-// configuration, could never be saved into a 128 KiB romfile copy.
+// MAXLEN_TCAPI_MSG - 1 bytes). No setting of the gateway comes near it, and
+// a store of longer values would soon no longer fit its romfile copies.
 constexpr size_t VALUE_MAX = 65535;
 // No configuration the gateway could save comes near this.
 constexpr off_t STORE_FILE_MAX = 16 << 20;

@@ -57,20 +57,6 @@ int run_writer(const char *verb, const char *file, int input, int keep)
 	return rc;
 }
 
-bool write_all(int fd, const char *data, size_t len)
-{
-	while (len > 0) {
-		ssize_t n = write(fd, data, len);
-		if (n < 0 && errno == EINTR)
-			continue;
-		if (n <= 0)
-			return false;
-		data += n;
-		len -= static_cast<size_t>(n);
-	}
-	return true;
-}
-
 } // namespace
 
 // The text reaches the writer as its standard input, a file of its own
@@ -84,7 +70,7 @@ int sim_store_save_to_flash(const char *text, size_t len, int store_lock)
 		return -1;
 	}
 	unlink(name);
-	bool ok = write_all(fd, text, len) && lseek(fd, 0, SEEK_SET) == 0;
+	bool ok = sim_write_all(fd, text, len) && lseek(fd, 0, SEEK_SET) == 0;
 	int rc = ok ? run_writer("save", "-", fd, store_lock) : -1;
 	close(fd);
 	if (!ok)
