@@ -1,18 +1,13 @@
 #include "lib/safe_file.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-
-bool is_regular(int fd)
-{
-	struct stat st;
-	return fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
-}
 
 // O_NONBLOCK only guards the open itself (a FIFO with no writer would block
 // it); reads of a regular file never block, so it is dropped again.
@@ -47,12 +42,28 @@ int safe_open(const char *path, int flags, mode_t mode)
 	int fd = open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode);
 	if (fd < 0)
 		return -1;
-	if (!is_regular(fd) || clear_nonblock(fd) < 0) {
+	struct stat st;
+	if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || clear_nonblock(fd) < 0) {
+		int err = fstat(fd, &st) == 0 && S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
 		close(fd);
-		errno = EINVAL;
+		errno = err;
 		return -1;
 	}
 	return fd;
+}
+
+const char *safe_open_error(int err)
+{
+	switch (err) {
+	case ELOOP:
+		return "is a symbolic link";
+	case EISDIR:
+		return "is a directory";
+	case EINVAL:
+		return "is not a regular file";
+	default:
+		return strerror(err);
+	}
 }
 
 int safe_create(const char *path, mode_t mode)
@@ -60,6 +71,17 @@ int safe_create(const char *path, mode_t mode)
 	if (unlink(path) != 0 && errno != ENOENT)
 		return -1;
 	return open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+}
+
+int safe_create_unique(char *path_template, mode_t mode)
+{
+	int fd = mkostemp(path_template, O_CLOEXEC);
+	if (fd >= 0 && fchmod(fd, mode) != 0) {
+		close(fd);
+		unlink(path_template);
+		return -1;
+	}
+	return fd;
 }
 
 bool safe_file_is(int fd, const char *path)

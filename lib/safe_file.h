@@ -8,15 +8,28 @@
 #include <cstdio>
 #include <sys/types.h>
 
-// Opens PATH for reading (O_RDONLY) or reading and writing (O_RDWR, with
-// O_CREAT if asked). The descriptor is returned in blocking mode. -1 when
-// PATH is missing, a symlink, not a regular file, or cannot be opened.
+// Opens PATH for reading (O_RDONLY), reading and writing (O_RDWR) or
+// appending (O_WRONLY | O_APPEND), with O_CREAT if asked. The descriptor is
+// returned in blocking mode. -1 when PATH is missing, a symlink (errno
+// ELOOP), a directory (EISDIR), another kind of non-regular file (EINVAL),
+// or cannot be opened.
 int safe_open(const char *path, int flags, mode_t mode = 0666);
+
+// Why safe_open or safe_fopen refused, for a message: ERR as they left it
+// in errno ("is a symbolic link", "is a directory", "is not a regular
+// file"), else strerror(ERR).
+const char *safe_open_error(int err);
 
 // Creates PATH afresh: a file left there (by anyone) is removed first and
 // the new one is made with O_EXCL, so the descriptor is known to be the only
 // file at PATH that this process wrote. -1 on failure.
 int safe_create(const char *path, mode_t mode = 0644);
+
+// Creates a new file with a name nobody else uses: TEMPLATE ends in
+// "XXXXXX", which is replaced in place by the name chosen. The file is made
+// with O_EXCL, so nothing planted at any name is followed or reused. -1 on
+// failure.
+int safe_create_unique(char *path_template, mode_t mode = 0600);
 
 // True while PATH still names the file open on FD: checked before a path is
 // handed to another program.

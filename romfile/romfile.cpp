@@ -8,6 +8,7 @@
 #include "flash/byteorder.h"
 #include "flash/flash_io.h"
 #include "flash/mtd.h"
+#include "lib/safe_file.h"
 #include "romfile/romfile.h"
 
 namespace {
@@ -114,7 +115,7 @@ uint32_t nox_getRomChksum()
 int updateRomfileChecksumAndVersion(const char *path, int index)
 {
 	char *buf = romfile_buf_alloc();
-	FILE *f = fopen(path, "r+");
+	FILE *f = safe_fopen(path, "r+");
 	if (!f) {
 		printf("Error: can't open romfile\n");
 		free(buf);

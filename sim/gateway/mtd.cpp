@@ -13,6 +13,8 @@
 // GWSIM_MTD_KILL_AFTER_BLOCKS=N cuts after the Nth block is done (erased and
 // programmed); GWSIM_MTD_KILL_AFTER_ERASES=N cuts right after the Nth block
 // is erased, before it is programmed.
+// Slow flash for tests: GWSIM_MTD_ERASE_DELAY_US=N makes every block erase
+// take N microseconds more, as erasing a block of real NOR flash takes long.
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -24,11 +26,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "lib/safe_file.h"
 #include "mtd_dev.h"
+#include "proc_mtd.h"
 
 namespace {
-
-constexpr const char PROC_MTD[] = "/proc/mtd";
 
 __attribute__((format(printf, 1, 2))) int fail(const char *fmt, ...)
 {
@@ -39,26 +41,6 @@ __attribute__((format(printf, 1, 2))) int fail(const char *fmt, ...)
 	fputc('\n', stderr);
 	va_end(ap);
 	return 1;
-}
-
-// As the program finds partitions: the first /proc/mtd line "mtdN:" that
-// contains the name anywhere; an unlisted name is taken as a path.
-void partition_path(const char *name, char *path, size_t size)
-{
-	snprintf(path, size, "%s", name);
-	FILE *list = fopen(PROC_MTD, "re");
-	if (!list)
-		return;
-	char line[4096];
-	while (fgets(line, sizeof line, list)) {
-		unsigned index;
-		char colon;
-		if (sscanf(line, "mtd%u%c", &index, &colon) == 2 && colon == ':' && strstr(line, name)) {
-			snprintf(path, size, "/dev/mtd%u", index);
-			break;
-		}
-	}
-	fclose(list);
 }
 
 class Partition {
@@ -72,9 +54,13 @@ public:
 
 	int open_named(const char *name)
 	{
-		char path[256];
-		partition_path(name, path, sizeof path);
-		fd_ = open(path, O_RDWR | O_CLOEXEC);
+		// Partitions are found as the program finds them; an unlisted
+		// name is taken as a path, opened like any file in /tmp.
+		proc_mtd_entry listed;
+		if (proc_mtd_by_name(name, &listed))
+			fd_ = open(listed.dev, O_RDWR | O_CLOEXEC);
+		else
+			fd_ = safe_open(name, O_RDWR);
 		if (fd_ < 0)
 			return fail("cannot open partition %s", name);
 		if (mtd_dev_ioctl(fd_, MEMGETINFO, &info_) < 0 || info_.erasesize == 0)
@@ -82,8 +68,9 @@ public:
 		block_ = static_cast<unsigned char *>(malloc(info_.erasesize));
 		if (!block_)
 			return fail("out of memory for %s", name);
-		kill_after_ = kill_point("GWSIM_MTD_KILL_AFTER_BLOCKS");
-		kill_after_erases_ = kill_point("GWSIM_MTD_KILL_AFTER_ERASES");
+		kill_after_ = env_number("GWSIM_MTD_KILL_AFTER_BLOCKS");
+		kill_after_erases_ = env_number("GWSIM_MTD_KILL_AFTER_ERASES");
+		erase_delay_us_ = env_number("GWSIM_MTD_ERASE_DELAY_US");
 		return 0;
 	}
 
@@ -100,6 +87,8 @@ public:
 	bool rewrite_block(uint32_t start, bool program)
 	{
 		erase_info_user req = {start, info_.erasesize};
+		if (erase_delay_us_ > 0)
+			usleep(static_cast<useconds_t>(erase_delay_us_));
 		if (mtd_dev_ioctl(fd_, MEMERASE, &req) < 0)
 			return false;
 		if (kill_after_erases_ >= 0 && ++erases_done_ >= kill_after_erases_)
@@ -112,7 +101,7 @@ public:
 	}
 
 private:
-	static long kill_point(const char *var)
+	static long env_number(const char *var)
 	{
 		const char *value = getenv(var);
 		return value && *value ? atol(value) : -1;
@@ -125,6 +114,7 @@ private:
 	long blocks_done_ = 0;
 	long kill_after_erases_ = -1;
 	long erases_done_ = 0;
+	long erase_delay_us_ = -1;
 };
 
 // Reads up to len bytes; returns how many arrived, or -1 on error.
@@ -161,7 +151,7 @@ int write_partition(const char *file, const char *name)
 	Partition part;
 	if (part.open_named(name))
 		return 1;
-	int in = open(file, O_RDONLY | O_CLOEXEC);
+	int in = safe_open(file, O_RDONLY);
 	if (in < 0)
 		return fail("cannot open %s", file);
 	struct stat st;
@@ -205,7 +195,7 @@ int write_range(const char *file, const char *length_text, const char *offset_te
 		return 1;
 	if (offset + length > part.size() || offset + length < offset)
 		return fail("range is beyond the end of %s", name);
-	int in = open(file, O_RDONLY | O_CLOEXEC);
+	int in = safe_open(file, O_RDONLY);
 	if (in < 0)
 		return fail("cannot open %s", file);
 	unsigned char *data = static_cast<unsigned char *>(malloc(length ? length : 1));

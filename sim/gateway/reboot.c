@@ -6,7 +6,8 @@
 #include <string.h>
 #include <unistd.h>
 
-#define REBOOT_LOG "/var/log/reboot.log"
+#include "gateway_paths.h"
+
 #define LINE_MAX_LEN 4096
 
 int main(int argc, char *argv[])
@@ -21,7 +22,7 @@ int main(int argc, char *argv[])
 		len += (size_t)n;
 	}
 	line[len++] = '\n';
-	int fd = open(REBOOT_LOG, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+	int fd = open(GW_REBOOT_LOG, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
 	if (fd < 0)
 		return 1;
 	int ok = write(fd, line, len) == (ssize_t)len;

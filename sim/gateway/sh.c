@@ -7,8 +7,7 @@
 #include <string.h>
 #include <unistd.h>
 
-#define SHELL_LOG "/var/log/shell.log"
-#define BUSYBOX "/bin/busybox"
+#include "gateway_paths.h"
 
 /* The command line follows the first "-c" among the options. */
 static const char *command_line(int argc, char *argv[])
@@ -30,10 +29,10 @@ static void journal(const char *cmdline)
 		return;
 	memcpy(line, cmdline, len);
 	line[len] = '\n';
-	int fd = open(SHELL_LOG, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+	int fd = open(GW_SHELL_LOG, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
 	if (fd >= 0) {
 		if (write(fd, line, len + 1) < 0)
-			perror(SHELL_LOG);
+			perror(GW_SHELL_LOG);
 		close(fd);
 	}
 	free(line);
@@ -51,7 +50,7 @@ int main(int argc, char *argv[])
 	args[0] = argv[0][0] == '-' ? (char *)"-sh" : (char *)"sh";
 	for (int i = 1; i < argc; i++)
 		args[i] = argv[i];
-	execv(BUSYBOX, args);
-	perror(BUSYBOX);
+	execv(GW_BUSYBOX, args);
+	perror(GW_BUSYBOX);
 	return 127;
 }

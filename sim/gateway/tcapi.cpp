@@ -1,4 +1,7 @@
-// /userfs/bin/tcapi: the configuration store's command-line client.
+// /userfs/bin/tcapi: the configuration store's command-line client. A store
+// that cannot be read or written, or a value it refuses, has been said on
+// standard error by the store itself; the client adds its own line only for
+// what is simply absent, and exits non-zero on every failure.
 #include <cstdio>
 #include <cstring>
 
@@ -21,57 +24,41 @@ void print_attr(const char *name, const char *value, void *)
 int cmd_get(const char *node, const char *attr)
 {
 	char value[MAXLEN_TCAPI_MSG];
-	if (tcapi_get(node, attr, value) != 0) {
-		fprintf(stderr, "tcapi: no attribute %s in node %s\n", attr, node);
+	int rc = tcapi_get(node, attr, value);
+	if (rc == -1)
+		sim_store_complain("no attribute %s in node %s", attr, node);
+	if (rc != 0)
 		return 1;
-	}
 	printf("%s\n", value);
 	return 0;
 }
 
 int cmd_set(const char *node, const char *attr, const char *value)
 {
-	if (tcapi_set(node, attr, value) != 0) {
-		fprintf(stderr, "tcapi: cannot set %s %s\n", node, attr);
-		return 1;
-	}
-	return 0;
+	return tcapi_set(node, attr, value) != 0 ? 1 : 0;
 }
 
 int cmd_unset(const char *node, const char *attr)
 {
-	if (sim_store_unset(node, attr) != 0) {
-		fprintf(stderr, "tcapi: cannot unset %s\n", node);
-		return 1;
-	}
-	return 0;
+	return sim_store_unset(node, attr) != 0 ? 1 : 0;
 }
 
 int cmd_commit(const char *node)
 {
-	if (tcapi_commit(node) != 0) {
-		fprintf(stderr, "tcapi: cannot commit %s\n", node);
-		return 1;
-	}
-	return 0;
+	return tcapi_commit(node) != 0 ? 1 : 0;
 }
 
 int cmd_save()
 {
-	if (tcapi_save() != 0) {
-		fprintf(stderr, "tcapi: save failed\n");
-		return 1;
-	}
-	return 0;
+	return tcapi_save() != 0 ? 1 : 0;
 }
 
 int cmd_show(const char *node)
 {
-	if (sim_store_show(node, print_attr, nullptr) != 0) {
-		fprintf(stderr, "tcapi: no node %s\n", node);
-		return 1;
-	}
-	return 0;
+	int rc = sim_store_show(node, print_attr, nullptr);
+	if (rc == -1)
+		sim_store_complain("no node %s", node);
+	return rc != 0 ? 1 : 0;
 }
 
 } // namespace

@@ -12,32 +12,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "proc_mtd.h"
+
 namespace {
 
-constexpr const char PROC_MTD[] = "/proc/mtd";
 constexpr size_t ERASE_CHUNK = 4096;
 
 // The erase size /proc/mtd lists for the partition whose /dev/mtdN is the
 // same file as st. 0 when the file is no listed partition.
 uint32_t listed_erase_size(const struct stat &st)
 {
-	FILE *list = fopen(PROC_MTD, "re");
-	if (!list)
-		return 0;
-	char line[512];
-	uint32_t found = 0;
-	while (!found && fgets(line, sizeof line, list)) {
-		unsigned index, size, erase;
-		if (sscanf(line, "mtd%u: %x %x", &index, &size, &erase) != 3)
-			continue;
-		char dev[32];
-		snprintf(dev, sizeof dev, "/dev/mtd%u", index);
-		struct stat dev_st;
-		if (stat(dev, &dev_st) == 0 && dev_st.st_dev == st.st_dev && dev_st.st_ino == st.st_ino)
-			found = erase;
-	}
-	fclose(list);
-	return found;
+	proc_mtd_entry e;
+	return proc_mtd_by_file(st, &e) ? e.erase_size : 0;
 }
 
 int fail(int err)

@@ -3,9 +3,13 @@
 // The running configuration is ROMFILE text in /tmp/var/romfile.cfg. A node
 // name is a path into the XML tree, split at every '_' ("Wan_PVC0" is element
 // PVC0 inside Wan); attributes are XML attributes. Readers load the file
-// without locking: writers take an exclusive flock on /tmp/var/romfile.lock
-// for the whole read-modify-write and replace the file by rename, so a reader
-// always sees one complete version and no concurrent write is lost.
+// without locking; writers hold the store's lock (store_file.cpp) for the
+// whole read-modify-write.
+//
+// Values are kept byte for byte. The XML text escapes what markup needs
+// (&, <, >, "); bytes XML cannot carry at all (control bytes, bytes that are
+// not UTF-8) stand in the file as they are, and the loader hands them to the
+// XML parser as private characters that it turns back into the bytes.
 #include "tcapi.h"
 
 #include <cerrno>
@@ -14,27 +18,26 @@
 #include <cstring>
 #include <fcntl.h>
 #include <mxml.h>
-#include <sys/file.h>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "applog.h"
+#include "lib/safe_file.h"
 #include "sim_store.h"
 
 namespace {
 
-constexpr const char STORE_DIR[] = "/tmp/var";
-constexpr const char *STORE_FILE = SIM_STORE_FILE;
-constexpr const char STORE_TEMP[] = "/tmp/var/romfile.cfg.new";
-constexpr const char *STORE_LOCK = SIM_STORE_LOCK;
 constexpr const char ROOT_ELEMENT[] = "ROMFILE";
 
 // The node the WAN commands name without an index: the web interface's
 // current selection decides which connection it is.
 constexpr const char SELECTED_WAN_NODE[] = "Wan_PVC";
 constexpr const char SELECTION_NODE[] = "WebCurSet_Entry";
-// wan_pvc "8" is the PTM channel, whose connections live under WanExt.
-constexpr const char PTM_CHANNEL[] = "8";
+// wan_pvc 0-7 are the ATM connections; 8 is the PTM channel, whose
+// connections (wan_pvc_ext 0-7) live under WanExt.
+constexpr int MAX_PVC = 7;
+constexpr int PTM_CHANNEL = 8;
 
 // An upgrade request: committing System_Entry with upgrade_fw "1" starts the
 // upgrade service on the file the web interface (or `sys copy romt romd`)
@@ -45,10 +48,15 @@ constexpr const char SYSTEM_NODE[] = "System_Entry";
 constexpr const char UPGRADE_ATTR[] = "upgrade_fw";
 constexpr const char UPLOAD_TYPE_ATTR[] = "UploadFileType";
 constexpr const char UPLOAD_TYPE_ROMD[] = "3";
-constexpr const char UPLOADED_CONFIG[] = "/var/tmp/up_romfile.cfg";
 
 constexpr size_t NODE_NAME_MAX = 128;
 constexpr size_t NAME_SEGMENTS_MAX = 16;
+// Values are kept whole up to this length (tcapi_get hands out the first
+// MAXLEN_TCAPI_MSG - 1 bytes). No setting of the gateway comes near it, and
+// a store of longer values would soon no longer fit its romfile copies.
+constexpr size_t VALUE_MAX = 65535;
+// No configuration the gateway could save comes near this.
+constexpr off_t STORE_FILE_MAX = 16 << 20;
 
 bool is_name_start(char c)
 {
@@ -74,45 +82,6 @@ bool is_valid_xml_name(const char *name, size_t len)
 bool is_valid_attr_name(const char *attr)
 {
 	return attr && is_valid_xml_name(attr, strlen(attr));
-}
-
-bool is_decimal(const char *s)
-{
-	if (!*s || strlen(s) > 4)
-		return false;
-	for (; *s; s++) {
-		if (*s < '0' || *s > '9')
-			return false;
-	}
-	return true;
-}
-
-// mxml reads only well-formed UTF-8 back, so a value it could not reload is
-// refused rather than stored.
-bool is_storable_value(const char *value)
-{
-	const unsigned char *p = reinterpret_cast<const unsigned char *>(value);
-	while (*p) {
-		int follow;
-		if (*p < 0x20 && *p != '\t')
-			return false;
-		if (*p < 0x80)
-			follow = 0;
-		else if ((*p & 0xE0) == 0xC0 && *p >= 0xC2)
-			follow = 1;
-		else if ((*p & 0xF0) == 0xE0)
-			follow = 2;
-		else if ((*p & 0xF8) == 0xF0 && *p <= 0xF4)
-			follow = 3;
-		else
-			return false;
-		p++;
-		for (int i = 0; i < follow; i++, p++) {
-			if ((*p & 0xC0) != 0x80)
-				return false;
-		}
-	}
-	return true;
 }
 
 mxml_node_t *child_element(mxml_node_t *parent, const char *name, size_t len)
@@ -161,6 +130,17 @@ const char *get_attr(mxml_node_t *root, const char *node, const char *attr)
 	return n ? mxmlElementGetAttr(n, attr) : nullptr;
 }
 
+// Selection numbers are read as the WAN commands check them (atoi), so a
+// number they accept, typed as "07" or " 3", selects the connection it names.
+bool selected_number(mxml_node_t *root, const char *attr, int *number)
+{
+	const char *text = get_attr(root, SELECTION_NODE, attr);
+	if (!text)
+		return false;
+	*number = atoi(text);
+	return true;
+}
+
 // The stored name of the node the caller means: Wan_PVC goes through the
 // current selection, every other name is itself. false when unresolvable.
 bool resolve_node(mxml_node_t *root, const char *node, char *out, size_t size)
@@ -169,39 +149,168 @@ bool resolve_node(mxml_node_t *root, const char *node, char *out, size_t size)
 		snprintf(out, size, "%s", node);
 		return true;
 	}
-	const char *pvc = get_attr(root, SELECTION_NODE, "wan_pvc");
-	if (!pvc)
+	int pvc, ext;
+	if (!selected_number(root, "wan_pvc", &pvc))
 		return false;
-	if (strlen(pvc) == 1 && pvc[0] >= '0' && pvc[0] <= '7') {
-		snprintf(out, size, "Wan_PVC%s", pvc);
+	if (pvc >= 0 && pvc <= MAX_PVC) {
+		snprintf(out, size, "Wan_PVC%d", pvc);
 		return true;
 	}
-	if (strcmp(pvc, PTM_CHANNEL) == 0) {
-		const char *ext = get_attr(root, SELECTION_NODE, "wan_pvc_ext");
-		if (!ext || !is_decimal(ext))
-			return false;
-		snprintf(out, size, "WanExt_PVC8e%s", ext);
+	if (pvc == PTM_CHANNEL && selected_number(root, "wan_pvc_ext", &ext) && ext >= 0 && ext <= MAX_PVC) {
+		snprintf(out, size, "WanExt_PVC8e%d", ext);
 		return true;
 	}
 	return false;
 }
 
+// As resolve_node, saying so when Wan_PVC names no connection.
+bool resolve_or_complain(mxml_node_t *root, const char *node, char *out, size_t size)
+{
+	if (resolve_node(root, node, out, size))
+		return true;
+	sim_store_complain("%s names no connection (see %s wan_pvc and wan_pvc_ext)", node, SELECTION_NODE);
+	return false;
+}
+
+// Length of the UTF-8 sequence at P (AVAIL bytes readable) that XML can
+// carry: 0 for a byte that starts none (overlong forms and surrogates
+// included).
+size_t utf8_sequence(const unsigned char *p, size_t avail)
+{
+	size_t n;
+	unsigned cp;
+	if (p[0] < 0x80)
+		return 1;
+	if (p[0] >= 0xC2 && p[0] <= 0xDF)
+		n = 2, cp = p[0] & 0x1Fu;
+	else if (p[0] >= 0xE0 && p[0] <= 0xEF)
+		n = 3, cp = p[0] & 0x0Fu;
+	else if (p[0] >= 0xF0 && p[0] <= 0xF4)
+		n = 4, cp = p[0] & 0x07u;
+	else
+		return 0;
+	if (avail < n)
+		return 0;
+	for (size_t i = 1; i < n; i++) {
+		if ((p[i] & 0xC0) != 0x80)
+			return 0;
+		cp = (cp << 6) | (p[i] & 0x3Fu);
+	}
+	bool overlong = (n == 3 && cp < 0x800) || (n == 4 && cp < 0x10000);
+	bool surrogate = cp >= 0xD800 && cp <= 0xDFFF;
+	return overlong || surrogate || cp > 0x10FFFF ? 0 : n;
+}
+
+// A byte XML cannot carry stands for itself as the private character
+// U+DC00 + byte while the parser holds the text (three bytes ED B0-B3 xx).
+constexpr unsigned char PRIVATE_LEAD = 0xED;
+bool is_private_byte(const unsigned char *p)
+{
+	return p[0] == PRIVATE_LEAD && p[1] >= 0xB0 && p[1] <= 0xB3 && (p[2] & 0xC0) == 0x80;
+}
+
+// The store file's text as the parser can take it.
+std::string parser_text(const char *text, size_t len)
+{
+	std::string out;
+	out.reserve(len + len / 8);
+	const unsigned char *p = reinterpret_cast<const unsigned char *>(text);
+	for (size_t i = 0; i < len;) {
+		size_t n = p[i] < 0x20 && p[i] != '\t' && p[i] != '\n' && p[i] != '\r' ? 0 : utf8_sequence(p + i, len - i);
+		if (n > 0) {
+			out.append(text + i, n);
+			i += n;
+			continue;
+		}
+		out += static_cast<char>(PRIVATE_LEAD);
+		out += static_cast<char>(0xB0 | (p[i] >> 6));
+		out += static_cast<char>(0x80 | (p[i] & 0x3F));
+		i++;
+	}
+	return out;
+}
+
+// Turns the private characters of every attribute value back into bytes.
+void restore_bytes(mxml_node_t *root)
+{
+	for (mxml_node_t *n = root; n; n = mxmlWalkNext(n, root, MXML_DESCEND)) {
+		if (mxmlGetType(n) != MXML_ELEMENT)
+			continue;
+		int count = mxmlElementGetAttrCount(n);
+		for (int i = 0; i < count; i++) {
+			const char *name = nullptr;
+			const char *value = mxmlElementGetAttrByIndex(n, i, &name);
+			if (!value || !strchr(value, static_cast<char>(PRIVATE_LEAD)))
+				continue;
+			std::string bytes;
+			const unsigned char *p = reinterpret_cast<const unsigned char *>(value);
+			while (*p) {
+				if (p[1] && p[2] && is_private_byte(p)) {
+					bytes += static_cast<char>(((p[1] & 0x03) << 6) | (p[2] & 0x3F));
+					p += 3;
+				} else {
+					bytes += static_cast<char>(*p++);
+				}
+			}
+			std::string key(name);
+			mxmlElementSetAttr(n, key.c_str(), bytes.c_str());
+		}
+	}
+}
+
+char parse_error[256];
+void keep_parse_error(const char *message)
+{
+	snprintf(parse_error, sizeof parse_error, "%s", message);
+}
+
+// The whole store file; an absent file is an empty store (*absent set).
+bool read_store_file(std::string *text, bool *absent)
+{
+	*absent = false;
+	int fd = safe_open(GW_STORE_FILE, O_RDONLY);
+	if (fd < 0) {
+		*absent = errno == ENOENT;
+		if (!*absent)
+			sim_store_complain("cannot read %s: %s", GW_STORE_FILE, safe_open_error(errno));
+		return *absent;
+	}
+	struct stat st;
+	bool ok = fstat(fd, &st) == 0 && st.st_size <= STORE_FILE_MAX;
+	if (ok) {
+		text->resize(static_cast<size_t>(st.st_size));
+		ok = read(fd, &(*text)[0], text->size()) == static_cast<ssize_t>(text->size());
+	}
+	close(fd);
+	if (!ok)
+		sim_store_complain("cannot read %s: unreadable or too large", GW_STORE_FILE);
+	return ok;
+}
+
+// The store's tree, or nullptr after saying why it cannot be read.
 mxml_node_t *load_store()
 {
-	FILE *fp = fopen(STORE_FILE, "r");
-	if (!fp) {
-		if (errno == ENOENT)
-			return mxmlNewElement(MXML_NO_PARENT, ROOT_ELEMENT);
+	std::string text;
+	bool absent;
+	if (!read_store_file(&text, &absent))
 		return nullptr;
-	}
+	if (absent)
+		return mxmlNewElement(MXML_NO_PARENT, ROOT_ELEMENT);
 	// No callback: the store has elements and attributes only, so text
 	// between elements (the indentation) is dropped.
-	mxml_node_t *root = mxmlLoadFile(nullptr, fp, MXML_NO_CALLBACK);
-	fclose(fp);
+	parse_error[0] = '\0';
+	mxmlSetErrorCallback(keep_parse_error);
+	mxml_node_t *root = mxmlLoadString(nullptr, parser_text(text.data(), text.size()).c_str(), MXML_NO_CALLBACK);
 	if (root && (mxmlGetType(root) != MXML_ELEMENT || strcmp(mxmlGetElement(root), ROOT_ELEMENT) != 0)) {
 		mxmlDelete(root);
+		root = nullptr;
+		keep_parse_error("no ROMFILE element");
+	}
+	if (!root) {
+		sim_store_complain("%s is no configuration: %s", GW_STORE_FILE, parse_error);
 		return nullptr;
 	}
+	restore_bytes(root);
 	return root;
 }
 
@@ -252,34 +361,32 @@ bool write_store(mxml_node_t *root)
 {
 	size_t len;
 	char *text = render_store(root, &len);
-	if (!text)
+	if (!text) {
+		sim_store_complain("out of memory writing %s", GW_STORE_FILE);
 		return false;
-	bool ok = false;
-	int fd = open(STORE_TEMP, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-	if (fd >= 0) {
-		ok = write(fd, text, len) == static_cast<ssize_t>(len);
-		ok = close(fd) == 0 && ok;
-		ok = ok && rename(STORE_TEMP, STORE_FILE) == 0;
 	}
+	bool ok = sim_store_write_file("", text, len);
 	free(text);
 	return ok;
 }
 
+// The log line of one write operation, as called, with control bytes escaped.
 void log_operation(const char *op, const char *node, const char *attr, const char *value)
 {
-	char *line = nullptr;
-	int len;
-	if (!node)
-		len = asprintf(&line, "%s\n", op);
-	else if (!attr)
-		len = asprintf(&line, "%s %s\n", op, node);
-	else if (!value)
-		len = asprintf(&line, "%s %s %s\n", op, node, attr);
-	else
-		len = asprintf(&line, "%s %s %s %s\n", op, node, attr, value);
-	if (len > 0)
-		sim_append_log(SIM_TCAPI_LOG, line, static_cast<size_t>(len));
-	free(line);
+	std::string line(op);
+	for (const char *word : {node, attr, value}) {
+		if (!word)
+			break;
+		line += ' ';
+		line += word;
+	}
+	char *escaped = sim_escape_controls(line.c_str());
+	if (!escaped)
+		return;
+	size_t len = strlen(escaped);
+	escaped[len] = '\n';
+	sim_append_log(GW_TCAPI_LOG, escaped, len + 1);
+	free(escaped);
 }
 
 // Holds the store's write lock and its loaded tree for one read-modify-write.
@@ -287,15 +394,9 @@ class StoreTransaction {
 public:
 	StoreTransaction()
 	{
-		mkdir(STORE_DIR, 0755);
-		lock_fd_ = open(STORE_LOCK, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-		if (lock_fd_ < 0)
-			return;
-		while (flock(lock_fd_, LOCK_EX) < 0) {
-			if (errno != EINTR)
-				return;
-		}
-		root_ = load_store();
+		lock_fd_ = sim_store_lock("");
+		if (lock_fd_ >= 0)
+			root_ = load_store();
 	}
 
 	~StoreTransaction()
@@ -310,6 +411,7 @@ public:
 	StoreTransaction &operator=(const StoreTransaction &) = delete;
 
 	mxml_node_t *root() const { return root_; }
+	int lock_fd() const { return lock_fd_; }
 
 	bool commit_changes() { return write_store(root_); }
 
@@ -342,8 +444,16 @@ void serve_upgrade_request(mxml_node_t *root)
 	if (!attr_is(root, SYSTEM_NODE, UPGRADE_ATTR, "1") ||
 	    !attr_is(root, SELECTION_NODE, UPLOAD_TYPE_ATTR, UPLOAD_TYPE_ROMD))
 		return;
-	sim_store_write_romd(UPLOADED_CONFIG);
+	sim_store_write_romd(GW_UPLOADED_CONFIG);
 	clear_upgrade_request();
+}
+
+bool valid_attr_or_complain(const char *attr)
+{
+	if (is_valid_attr_name(attr))
+		return true;
+	sim_store_complain("bad attribute name %s", attr);
+	return false;
 }
 
 } // namespace
@@ -354,15 +464,13 @@ int tcapi_get(const char *node, const char *attr, char *value)
 		return -1;
 	mxml_node_t *root = load_store();
 	if (!root)
-		return -1;
+		return SIM_STORE_FAULT;
 	int rc = -1;
 	char resolved[NODE_NAME_MAX];
 	if (resolve_node(root, node, resolved, sizeof resolved)) {
 		const char *found = get_attr(root, resolved, attr);
 		if (found) {
-			size_t len = strlen(found);
-			if (len >= MAXLEN_TCAPI_MSG)
-				len = MAXLEN_TCAPI_MSG - 1;
+			size_t len = strnlen(found, MAXLEN_TCAPI_MSG - 1);
 			memcpy(value, found, len);
 			value[len] = '\0';
 			rc = 0;
@@ -379,15 +487,21 @@ int tcapi_set(const char *node, const char *attr, const char *value)
 	if (!node || !attr || !value)
 		return -1;
 	log_operation("set", node, attr, value);
-	if (strlen(value) >= MAXLEN_TCAPI_MSG || !is_valid_attr_name(attr) || !is_storable_value(value))
+	if (!valid_attr_or_complain(attr))
 		return -1;
+	if (strlen(value) > VALUE_MAX) {
+		sim_store_complain("value of %s %s refused: longer than %zu bytes", node, attr, VALUE_MAX);
+		return -1;
+	}
 	StoreTransaction tx;
 	char resolved[NODE_NAME_MAX];
-	if (!tx.root() || !resolve_node(tx.root(), node, resolved, sizeof resolved))
+	if (!tx.root() || !resolve_or_complain(tx.root(), node, resolved, sizeof resolved))
 		return -1;
 	mxml_node_t *n = find_node(tx.root(), resolved, true);
-	if (!n)
+	if (!n) {
+		sim_store_complain("bad node name %s", node);
 		return -1;
+	}
 	mxmlElementSetAttr(n, attr, value);
 	return tx.commit_changes() ? 0 : -1;
 }
@@ -397,11 +511,11 @@ int sim_store_unset(const char *node, const char *attr)
 	if (!node)
 		return -1;
 	log_operation("unset", node, attr, nullptr);
-	if (attr && !is_valid_attr_name(attr))
+	if (attr && !valid_attr_or_complain(attr))
 		return -1;
 	StoreTransaction tx;
 	char resolved[NODE_NAME_MAX];
-	if (!tx.root() || !resolve_node(tx.root(), node, resolved, sizeof resolved))
+	if (!tx.root() || !resolve_or_complain(tx.root(), node, resolved, sizeof resolved))
 		return -1;
 	mxml_node_t *n = find_node(tx.root(), resolved, false);
 	if (!n)
@@ -417,7 +531,7 @@ int sim_store_show(const char *node, sim_store_attr_fn fn, void *ctx)
 {
 	mxml_node_t *root = load_store();
 	if (!root)
-		return -1;
+		return SIM_STORE_FAULT;
 	int rc = -1;
 	char resolved[NODE_NAME_MAX];
 	mxml_node_t *n = nullptr;
@@ -447,7 +561,7 @@ int tcapi_commit(const char *node)
 	if (!root)
 		return -1;
 	char resolved[NODE_NAME_MAX];
-	int rc = resolve_node(root, node, resolved, sizeof resolved) ? 0 : -1;
+	int rc = resolve_or_complain(root, node, resolved, sizeof resolved) ? 0 : -1;
 	if (rc == 0 && strcmp(resolved, SYSTEM_NODE) == 0)
 		serve_upgrade_request(root);
 	mxmlDelete(root);
@@ -464,7 +578,7 @@ int tcapi_save(void)
 	char *text = render_store(tx.root(), &len);
 	if (!text)
 		return -1;
-	int rc = sim_store_save_to_flash(text, len);
+	int rc = sim_store_save_to_flash(text, len, tx.lock_fd());
 	free(text);
 	return rc;
 }

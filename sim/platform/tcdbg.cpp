@@ -19,7 +19,7 @@ int tcdbg_printf(const char *fmt, ...)
 		return -1;
 	fwrite(text, 1, static_cast<size_t>(len), stderr);
 	fflush(stderr);
-	sim_append_log(SIM_CONSOLE_LOG, text, static_cast<size_t>(len));
+	sim_append_log(GW_CONSOLE_LOG, text, static_cast<size_t>(len));
 	free(text);
 	return len;
 }

@@ -7,10 +7,10 @@
 #include <cstring>
 #include <sys/stat.h>
 
-#include "config_image.h"
 #include "flash/byteorder.h"
 #include "flash/fwtag.h"
 #include "gateway_identity.h"
+#include "romfile/image_builder.h"
 #include "romfile/romfile.h"
 
 namespace {
@@ -129,13 +129,15 @@ bool factory_flash_prepare(const char *default_config_path)
 {
 	if (!read_text(default_config_path))
 		return false;
-	config_defaults = config_container(config_text, config_len, &config_defaults_len);
+	config_defaults = romfile_build_container(config_text, config_len, &config_defaults_len);
 	if (!config_defaults)
 		return complain("cannot compress", default_config_path);
 	const uint32_t versions[2] = {FIRST_COPY_VERSION, SECOND_COPY_VERSION};
 	for (int i = 0; i < 2; i++) {
 		romfile_copies[i] = static_cast<unsigned char *>(malloc(ROMFILE_SIZE));
-		if (!romfile_copies[i] || !config_romfile_image(config_text, config_len, versions[i], romfile_copies[i]))
+		size_t container_len;
+		if (!romfile_copies[i] || romfile_build_image(config_text, config_len, versions[i], romfile_copies[i],
+							      &container_len) != ROMFILE_BUILT)
 			return complain("default configuration does not fit", "romfile");
 	}
 	return true;
@@ -156,31 +158,9 @@ bool factory_fill_partition(const char *name, unsigned char *buf, size_t size)
 	return true;
 }
 
-char *factory_boot_config(size_t *len)
+const unsigned char *factory_romfile_copy(int index)
 {
-	char *copies[2] = {romfile_buf_alloc(), romfile_buf_alloc()};
-	romfile_sums sums[2] = {};
-	bool ok = copies[0] && copies[1];
-	for (int i = 0; ok && i < 2; i++) {
-		memcpy(copies[i], romfile_copies[i], ROMFILE_SIZE);
-		ok = romfile_image_sums(&copies[i], "factory_boot_config", &sums[i]) == 1;
-	}
-	int index = ok ? romfile_choose_read_index(sums[0], sums[1]) : ROMFILE_NONE;
-	char *text = nullptr;
-	if (index != ROMFILE_NONE) {
-		// The sums decoded the copies in place; start again from the raw one.
-		text = copies[index - 1];
-		copies[index - 1] = nullptr;
-		memcpy(text, romfile_copies[index - 1], ROMFILE_SIZE);
-		*len = config_image_text(&text);
-		if (*len == 0) {
-			free(text);
-			text = nullptr;
-		}
-	}
-	free(copies[0]);
-	free(copies[1]);
-	return text;
+	return romfile_copies[index - 1];
 }
 
 void factory_radio_calibration(unsigned char *buf)

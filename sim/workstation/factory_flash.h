@@ -14,9 +14,9 @@ bool factory_flash_prepare(const char *default_config_path);
 // false when an image does not fit.
 bool factory_fill_partition(const char *name, unsigned char *buf, size_t size);
 
-// The ROM file text the unit loads at its first boot: the copy the reader
-// chooses, decoded, in a malloc'd buffer. nullptr when no copy is valid.
-char *factory_boot_config(size_t *len);
+// The raw image of romfile copy INDEX (1 or 2) as the factory programs it,
+// ROMFILE_SIZE bytes.
+const unsigned char *factory_romfile_copy(int index);
 
 constexpr size_t RADIO_CALIBRATION_SIZE = 512;
 // Calibration data of the unit's radio as the factory measured it.

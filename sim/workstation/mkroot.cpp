@@ -12,9 +12,13 @@
 #include <unistd.h>
 
 #include "flash/byteorder.h"
+#include "config_image.h"
 #include "factory_flash.h"
 #include "flash/mrd.h"
 #include "gateway_identity.h"
+#include "gateway_paths.h"
+#include "romfile/romfile.h"
+#include "sim_store.h"
 
 namespace {
 
@@ -56,18 +60,6 @@ bool write_file(const char *path, const void *data, size_t len)
 	int fd = open(full, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
 	if (fd < 0)
 		return fail("cannot create", path);
-	bool ok = write(fd, data, len) == static_cast<ssize_t>(len);
-	close(fd);
-	return ok || fail("cannot write", path);
-}
-
-bool append_file(const char *path, const void *data, size_t len)
-{
-	char full[4096];
-	snprintf(full, sizeof full, "%s/%s", root_dir, path);
-	int fd = open(full, O_WRONLY | O_APPEND | O_CLOEXEC);
-	if (fd < 0)
-		return fail("cannot open", path);
 	bool ok = write(fd, data, len) == static_cast<ssize_t>(len);
 	close(fd);
 	return ok || fail("cannot write", path);
@@ -116,22 +108,20 @@ bool make_flash()
 				p.size, ERASE_SIZE, p.name);
 	}
 	free(erased);
-	return ok && write_file("proc/mtd", table, static_cast<size_t>(len)) && write_file("proc/tc3162/tcci_cmd", "", 0);
+	// Paths inside the gateway, relative to its directory.
+	return ok && write_file(GW_PROC_MTD + 1, table, static_cast<size_t>(len)) && write_file(GW_CONSOLE_CTRL + 1, "", 0);
 }
 
 // What the unit loads at boot: the running configuration from the copy the
 // reader chooses, and the radio calibration its driver reads.
 bool make_boot_files()
 {
-	size_t len = 0;
-	char *text = factory_boot_config(&len);
-	if (!text) {
-		fprintf(stderr, "gwsim: no valid romfile copy to boot from\n");
-		return false;
-	}
-	// The store's text ends with a line end after its closing marker.
-	bool ok = write_file("tmp/var/romfile.cfg", text, len) && append_file("tmp/var/romfile.cfg", "\n", 1);
-	free(text);
+	int lock = sim_store_lock(root_dir);
+	bool ok = lock >= 0 &&
+		  config_boot_load(root_dir, factory_romfile_copy(ROMFILE_FIRST), factory_romfile_copy(ROMFILE_SECOND)) !=
+			  ROMFILE_NONE;
+	if (lock >= 0)
+		close(lock);
 	unsigned char calibration[RADIO_CALIBRATION_SIZE];
 	factory_radio_calibration(calibration);
 	return ok && write_file("etc/RT30xxEEPROM.bin", calibration, sizeof calibration);

@@ -15,11 +15,11 @@
 #include <fcntl.h>
 #include <string>
 #include <unistd.h>
-#include <vector>
 
 #include "flash/byteorder.h"
 #include "flash/crc32.h"
 #include "romfile/container.h"
+#include "romfile/image_builder.h"
 #include "romfile/romfile.h"
 
 namespace {
@@ -159,17 +159,6 @@ bool parse_version(const char *text, uint32_t *version)
 	return true;
 }
 
-// The gateway's encoder stores a last block of 1 to 31 bytes with the wrong
-// payload, which every gateway decodes as damage. Newlines after the closing
-// marker are not part of the ROM file, so they move the block boundary
-// without changing the text or its checksum.
-void avoid_short_tail(std::string *text)
-{
-	size_t tail = text->size() % CFG_BLOCK_SIZE;
-	if (tail > 0 && tail < CFG_MIN_COMPRESS)
-		text->append(CFG_MIN_COMPRESS - tail, '\n');
-}
-
 bool write_output(const char *path, const std::string &data, const char **why)
 {
 	int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -190,52 +179,34 @@ bool write_output(const char *path, const std::string &data, const char **why)
 	return ok;
 }
 
-// The container decodes back to the same ROM file text.
-bool verify_container(const std::vector<char> &container, const std::string &text, int body)
-{
-	image_buf img;
-	memcpy(img.data, container.data(), std::min(container.size(), ROMFILE_SIZE));
-	if (!decode_image(&img))
-		return false;
-	return body_length(img.data, img.size) == body && memcmp(img.data, text.data(), static_cast<size_t>(body)) == 0;
-}
-
 int cmd_encode(const char *text_path, const char *out_path, uint32_t version)
 {
 	std::string text;
 	const char *why;
 	if (!read_input(text_path, &text, &why))
 		return fail(text_path, why);
-	int body = body_length(text.data(), text.size());
-	if (body == 0)
-		return fail(text_path, "no <ROMFILE>...</ROMFILE> text");
-	avoid_short_tail(&text);
-	if (text.size() > INT32_MAX)
-		return fail(text_path, "file too large for a romfile image");
-	std::vector<char> container(CFG_HEADER_SIZE + cfg_stream_bound(text.size()));
-	int stream_len = 0;
-	int rc = messages_to_stderr([&] {
-		return cfg_build_container(text.data(), static_cast<int>(text.size()), container.data(),
-					   container.size(), &stream_len);
+	std::string image(ROMFILE_SIZE, '\xff');
+	size_t container_len = 0;
+	romfile_build_result built = messages_to_stderr([&] {
+		return romfile_build_image(text.data(), text.size(), version,
+					   reinterpret_cast<unsigned char *>(&image[0]), &container_len);
 	});
-	if (rc != 0)
+	switch (built) {
+	case ROMFILE_BUILT:
+		break;
+	case ROMFILE_BUILD_NO_TEXT:
+		return fail(text_path, "no <ROMFILE>...</ROMFILE> text");
+	case ROMFILE_BUILD_NOT_ENCODED:
 		return fail(text_path, "cannot be compressed");
-	size_t container_len = CFG_HEADER_SIZE + static_cast<size_t>(stream_len);
-	if (stream_len > static_cast<int>(CFG_MAX_STREAM_LEN) || container_len > CONTAINER_ROOM) {
+	case ROMFILE_BUILD_TOO_LARGE: {
 		char why_big[96];
 		snprintf(why_big, sizeof why_big, "compressed to %zu bytes, more than the %zu a partition holds",
 			 container_len, CONTAINER_ROOM);
 		return fail(text_path, why_big);
 	}
-	container.resize(container_len);
-	if (!verify_container(container, text, body))
+	case ROMFILE_BUILD_NOT_DECODABLE:
 		return fail(text_path, "container does not decode back to the text");
-	std::string image(container.begin(), container.end());
-	image.resize(CONTAINER_ROOM, '\xff');
-	unsigned char trailer[8];
-	be32_put(trailer, nox_crc32(reinterpret_cast<const unsigned char *>(text.data()), static_cast<size_t>(body)));
-	be32_put(trailer + 4, version);
-	image.append(reinterpret_cast<const char *>(trailer), sizeof trailer);
+	}
 	if (!write_output(out_path, image, &why))
 		return fail(out_path, why);
 	return 0;
