@@ -67,13 +67,22 @@ int console_forward_cmd(int argc, char *argv[], void *)
 	snprintf(line, sizeof line, "sys");
 	for (int i = 0; i < argc; i++)
 		append_word(line, sizeof line, argv[i]);
+	int closed = 0;
+	if (!console_ctrl_write(line, &closed))
+		return 0;
+	return closed;
+}
+
+bool console_ctrl_write(const char *line, int *closed)
+{
 	FILE *ctrl = fopen(CONSOLE_CTRL_FILE, "w");
 	if (!ctrl) {
 		printf("open /proc/tc3162/tcci_cmd fail\n");
-		return 0;
+		return false;
 	}
 	fputs(line, ctrl);
-	return fclose(ctrl);
+	*closed = fclose(ctrl);
+	return true;
 }
 
 int realversion_cmd(int, char *[], void *)
