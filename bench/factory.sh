@@ -6,31 +6,10 @@
 # RSS is the kernel's ru_maxrss. Usage: bench/factory.sh
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
-build=$root/build-bench
-"$root/scripts/deps.sh"
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DSYS_TESTS=OFF >/dev/null
-cmake --build "$build" -j2 >/dev/null
-export GWSIM_BUILD=$build
-work=$(mktemp -d "$build/bench.XXXXXX")
-trap 'rm -rf "$work"' EXIT
-gw=$work/gw
-"$root/sim/gwsim" init "$gw" >/dev/null
+# shellcheck source=gateway_bench.sh
+. "$root/bench/gateway_bench.sh"
 cc -O2 -o "$gw/tmp/floor" "$root/bench/factory_floor.c"
 cc -O2 -o "$gw/tmp/peak_rss" "$root/bench/peak_rss.c"
-gwrun() { "$root/sim/gwsim" run "$gw" -- "$@"; }
-
-vg=$gw/tmp/vg
-mkdir -p "$vg"
-cp /usr/bin/valgrind.bin "$vg/"
-for f in callgrind-amd64-linux vgpreload_core-amd64-linux.so default.supp; do
-	cp "/usr/libexec/valgrind/$f" "$vg/"
-done
-instructions() {
-	gwrun env VALGRIND_LIB=/tmp/vg /tmp/vg/valgrind.bin --tool=callgrind \
-		--callgrind-out-file=/tmp/cg.out "$@" 2>&1 >/dev/null |
-		sed -n 's/.*Collected : *\([0-9]*\).*/\1/p'
-}
-ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", a / b }'; }
 
 ins_floor=$(instructions /tmp/floor)
 rss_floor=$(gwrun /tmp/peak_rss /tmp/floor)

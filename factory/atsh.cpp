@@ -10,6 +10,7 @@
 #include "flash/fwtag.h"
 #include "flash/mrd.h"
 #include "romfile/romfile.h"
+#include "shell/utility_cmds.h"
 
 namespace {
 
@@ -75,18 +76,14 @@ void last_mac_address(const unsigned char *mac, unsigned quantity, uint32_t *hig
 
 int atsh_cmd(int, char *[], void *)
 {
-	unsigned char raw_tag[FW_TAG_SIZE];
-	if (!nox_getFWtag(raw_tag)) {
-		printf("Fail to get firmware Tag\n");
+	FwTag tag;
+	if (!load_fw_tag(&tag))
 		return 0;
-	}
 	unsigned char mrd[MRD_SIZE];
 	if (!MRDread(mrd)) {
 		printf("Fail to get MRD information!\n");
 		return 0;
 	}
-	FwTag tag;
-	fwtag_decode(raw_tag, &tag);
 	printf("\nFW       Version       : V%s\n", tag.internalVersion);
 	printf("External Version       : %s\n", tag.externalVersion);
 	char boot_version[BOOT_VERSION_TEXT_SIZE];

@@ -22,7 +22,7 @@ namespace {
 constexpr const char IPV4_LEASES[] = "/etc/udhcp_lease";
 constexpr const char IPV6_LEASES[] = "/var/run/dhcp6s.lease";
 constexpr int IPV4_LINE_SIZE = 880;
-constexpr int IPV6_LINE_SIZE = 256;
+constexpr int IPV6_LINE_SIZE = 256; // at most IPV4_LINE_SIZE
 // The DHCP server renews at half the lease; the list shows its defaults,
 // not the file's expiry times.
 constexpr int SHOWN_LEASE_SECONDS = 3600;
@@ -61,21 +61,21 @@ void split_words(const char *line, char *const words[], const size_t sizes[], in
 }
 
 // The lease files belong to the DHCP servers; opened so that whatever sits
-// at the name (a FIFO, a device) can never hold the command up.
-int list_ipv4_hosts()
+// at the name (a FIFO, a device) can never hold the command up. Each line,
+// read up to LINE_SIZE bytes, is split into the words and shown; returns
+// the number of lines.
+int list_leases(const char *path, int line_size, char *const words[], const size_t sizes[],
+		void (*show)(char *const words[]))
 {
-	char mac[20] = "", ip[16] = "", expiry[12] = "", host[32] = "";
-	char *const words[] = { mac, ip, expiry, host };
-	const size_t sizes[] = { sizeof mac, sizeof ip, sizeof expiry, sizeof host };
-	FILE *f = safe_fopen(IPV4_LEASES, "r");
+	FILE *f = safe_fopen(path, "r");
 	int count = 0;
 	if (!f)
 		return count;
 	char line[IPV4_LINE_SIZE];
 	memset(line, 0, sizeof line);
-	while (fgets(line, sizeof line, f)) {
+	while (fgets(line, line_size, f)) {
 		split_words(line, words, sizes, 4);
-		printf("%s   %s   %s    %ds   %ds\n", host, ip, mac, SHOWN_LEASE_SECONDS, SHOWN_RENEW_SECONDS);
+		show(words);
 		count++;
 		memset(line, 0, sizeof line);
 	}
@@ -83,25 +83,32 @@ int list_ipv4_hosts()
 	return count;
 }
 
+void show_ipv4_host(char *const w[])
+{
+	printf("%s   %s   %s    %ds   %ds\n", w[3], w[1], w[0], SHOWN_LEASE_SECONDS, SHOWN_RENEW_SECONDS);
+}
+
+void show_ipv6_host(char *const w[])
+{
+	printf("%s   %s   %ss   %ss\n", w[1], w[0], w[2], w[3]);
+}
+
+// Word buffers: MAC, address, expiry (not shown), host name.
+int list_ipv4_hosts()
+{
+	char mac[20] = "", ip[16] = "", expiry[12] = "", host[32] = "";
+	char *const words[] = { mac, ip, expiry, host };
+	const size_t sizes[] = { sizeof mac, sizeof ip, sizeof expiry, sizeof host };
+	return list_leases(IPV4_LEASES, IPV4_LINE_SIZE, words, sizes, show_ipv4_host);
+}
+
+// Word buffers: client DUID, address, preferred and valid lifetime.
 int list_ipv6_hosts()
 {
 	char duid[128] = "", ip[128] = "", preferred[12] = "", valid[10] = "";
 	char *const words[] = { duid, ip, preferred, valid };
 	const size_t sizes[] = { sizeof duid, sizeof ip, sizeof preferred, sizeof valid };
-	FILE *f = safe_fopen(IPV6_LEASES, "r");
-	int count = 0;
-	if (!f)
-		return count;
-	char line[IPV6_LINE_SIZE];
-	memset(line, 0, sizeof line);
-	while (fgets(line, sizeof line, f)) {
-		split_words(line, words, sizes, 4);
-		printf("%s   %s   %ss   %ss\n", ip, duid, preferred, valid);
-		count++;
-		memset(line, 0, sizeof line);
-	}
-	fclose(f);
-	return count;
+	return list_leases(IPV6_LEASES, IPV6_LINE_SIZE, words, sizes, show_ipv6_host);
 }
 
 // A key the 128-byte buffers cannot hold could never be typed back in, so

@@ -85,15 +85,22 @@ bool console_ctrl_write(const char *line, int *closed)
 	return true;
 }
 
-int realversion_cmd(int, char *[], void *)
+bool load_fw_tag(FwTag *tag)
 {
 	unsigned char raw[FW_TAG_SIZE];
 	if (!nox_getFWtag(raw)) {
 		printf("Fail to get firmware Tag\n");
-		return 0;
+		return false;
 	}
+	fwtag_decode(raw, tag);
+	return true;
+}
+
+int realversion_cmd(int, char *[], void *)
+{
 	FwTag tag;
-	fwtag_decode(raw, &tag);
+	if (!load_fw_tag(&tag))
+		return 0;
 	printf("\nInternal Version       : %s\n", tag.internalVersion);
 	return 0;
 }
