@@ -6,30 +6,10 @@
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 runs=${1:-200}
-build=$root/build-bench
-"$root/scripts/deps.sh"
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DSYS_TESTS=OFF >/dev/null
-cmake --build "$build" -j"$(nproc)" >/dev/null
-export GWSIM_BUILD=$build
-work=$(mktemp -d "$build/bench.XXXXXX")
-trap 'rm -rf "$work"' EXIT
-gw=$work/gw
-"$root/sim/gwsim" init "$gw" >/dev/null
+# shellcheck source=gateway_bench.sh
+. "$root/bench/gateway_bench.sh"
 cc -O2 -o "$gw/tmp/floor" "$root/bench/invocation_floor.c"
-gwrun() { "$root/sim/gwsim" run "$gw" -- "$@"; }
 
-# callgrind, with its tool files copied into the gateway's /tmp.
-vg=$gw/tmp/vg
-mkdir -p "$vg"
-cp /usr/bin/valgrind.bin "$vg/"
-for f in callgrind-amd64-linux vgpreload_core-amd64-linux.so default.supp; do
-	cp "/usr/libexec/valgrind/$f" "$vg/"
-done
-instructions() {
-	gwrun env VALGRIND_LIB=/tmp/vg /tmp/vg/valgrind.bin --tool=callgrind \
-		--callgrind-out-file=/tmp/cg.out "$@" 2>&1 >/dev/null |
-		sed -n 's/.*Collected : *\([0-9]*\).*/\1/p'
-}
 ins_sys=$(instructions /userfs/bin/sys wan2lan)
 ins_floor=$(instructions /tmp/floor)
 
@@ -51,7 +31,6 @@ inside() {
 inside_sys=$(inside "/userfs/bin/sys wan2lan")
 inside_floor=$(inside /tmp/floor)
 
-ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", a / b }'; }
 cat <<EOT
 instructions (callgrind)      sys wan2lan: $ins_sys   floor: $ins_floor   ratio: $(ratio "$ins_sys" "$ins_floor")
 wall per invocation, inside   sys wan2lan: ${inside_sys} us   floor: ${inside_floor} us   ratio: $(ratio "$inside_sys" "$inside_floor")

@@ -67,24 +67,40 @@ int console_forward_cmd(int argc, char *argv[], void *)
 	snprintf(line, sizeof line, "sys");
 	for (int i = 0; i < argc; i++)
 		append_word(line, sizeof line, argv[i]);
+	int closed = 0;
+	if (!console_ctrl_write(line, &closed))
+		return 0;
+	return closed;
+}
+
+bool console_ctrl_write(const char *line, int *closed)
+{
 	FILE *ctrl = fopen(CONSOLE_CTRL_FILE, "w");
 	if (!ctrl) {
 		printf("open /proc/tc3162/tcci_cmd fail\n");
-		return 0;
+		return false;
 	}
 	fputs(line, ctrl);
-	return fclose(ctrl);
+	*closed = fclose(ctrl);
+	return true;
 }
 
-int realversion_cmd(int, char *[], void *)
+bool load_fw_tag(FwTag *tag)
 {
 	unsigned char raw[FW_TAG_SIZE];
 	if (!nox_getFWtag(raw)) {
 		printf("Fail to get firmware Tag\n");
-		return 0;
+		return false;
 	}
+	fwtag_decode(raw, tag);
+	return true;
+}
+
+int realversion_cmd(int, char *[], void *)
+{
 	FwTag tag;
-	fwtag_decode(raw, &tag);
+	if (!load_fw_tag(&tag))
+		return 0;
 	printf("\nInternal Version       : %s\n", tag.internalVersion);
 	return 0;
 }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <sys/stat.h>
 
+#include "config_image.h"
 #include "flash/byteorder.h"
 #include "flash/fwtag.h"
 #include "gateway_identity.h"
@@ -26,8 +27,8 @@ struct FirmwareRelease {
 };
 
 constexpr FirmwareRelease RELEASES[] = {
-	{"tclinux", 3, "LN-VX2204_V1.03.07_240315", "V1.03.07", 0x9E3779B97F4A7C15u},
-	{"Tclinux_main", 2, "LN-VX2204_V1.02.11_231120", "V1.02.11", 0xD1B54A32D192ED03u},
+	{"tclinux", 3, "LN-SIMGW1_V1.03.07_240315", "V1.03.07", 0x9E3779B97F4A7C15u},
+	{"Tclinux_main", 2, "LN-SIMGW1_V1.02.11_231120", "V1.02.11", 0xD1B54A32D192ED03u},
 };
 
 // Sizes of the packed kernel and root file system in every release.
@@ -163,33 +164,12 @@ const unsigned char *factory_romfile_copy(int index)
 	return romfile_copies[index - 1];
 }
 
+// Only the file's presence and size matter to the simulation, so it holds a
+// plain counting pattern rather than any radio's real layout.
 void factory_radio_calibration(unsigned char *buf)
 {
-	memset(buf, 0xFF, RADIO_CALIBRATION_SIZE);
-	// The radio reads its calibration as little-endian words.
-	le16_put(buf + 0x00, 0x3092);                      // radio chip
-	le16_put(buf + 0x02, 0x0104);                      // calibration layout version
-	memcpy(buf + 0x04, GW_BASE_MAC, sizeof GW_BASE_MAC);
-	buf[0x09] = static_cast<unsigned char>(buf[0x09] + 2); // the radio's own address
-	le16_put(buf + 0x34, 0x2212);                      // 2 transmit, 2 receive chains, 2.4 GHz
-	le16_put(buf + 0x36, 0x0000);                      // no external amplifier, no LNA
-	buf[0x38] = GW_COUNTRY_CODE;             // regulatory region
-	buf[0x39] = 0x00;
-	buf[0x3A] = 0x1C;                        // crystal frequency offset
-	le16_put(buf + 0x3E, 0x0000);                      // receive signal offsets
-	// Transmit power of chains 0 and 1 for channels 1 to 14.
-	static const unsigned char power0[14] = {0x0E, 0x0E, 0x0F, 0x0F, 0x10, 0x10, 0x10,
-						 0x10, 0x10, 0x0F, 0x0F, 0x0E, 0x0E, 0x0C};
-	static const unsigned char power1[14] = {0x0D, 0x0E, 0x0E, 0x0F, 0x0F, 0x10, 0x10,
-						 0x10, 0x0F, 0x0F, 0x0E, 0x0E, 0x0D, 0x0B};
-	memcpy(buf + 0x52, power0, sizeof power0);
-	memcpy(buf + 0x60, power1, sizeof power1);
-	le16_put(buf + 0x6E, 0x0000);                      // temperature compensation off
-	// Per-rate power deltas, CCK then OFDM then MCS groups.
-	static const uint16_t rate_power[10] = {0x6666, 0x6666, 0x6666, 0x4466, 0x6666,
-						0x4466, 0x6666, 0x2244, 0x0000, 0x0000};
-	for (size_t i = 0; i < 10; i++)
-		le16_put(buf + 0xDE + 2 * i, rate_power[i]);
+	for (size_t i = 0; i < RADIO_CALIBRATION_SIZE; i++)
+		buf[i] = static_cast<unsigned char>(i);
 }
 
 void factory_flash_release()

@@ -19,7 +19,7 @@ bool factory_fill_partition(const char *name, unsigned char *buf, size_t size);
 const unsigned char *factory_romfile_copy(int index);
 
 constexpr size_t RADIO_CALIBRATION_SIZE = 512;
-// Calibration data of the unit's radio as the factory measured it.
+// The radio calibration file the factory leaves in /etc.
 void factory_radio_calibration(unsigned char *buf);
 
 void factory_flash_release();

@@ -81,6 +81,8 @@ void fill_boot_block(unsigned char *block)
 	put_text(mrd + MRD_SERIAL_NUM, GW_SERIAL_NUMBER);
 	mrd[MRD_MAC_QUANTITY] = GW_MAC_QUANTITY;
 	mrd[MRD_DEBUG_FLAG] = GW_DEBUG_FLAG;
+	mrd[MRD_FEATURE_BITS] = GW_FEATURE_BITS;
+	mrd[MRD_HTP_SWITCH] = GW_HTP_SWITCH;
 	be32_put(mrd + MRD_MODEL_ID, GW_MODEL_ID);
 	put_text(mrd + MRD_CHIP_ID, GW_CHIP_ID);
 	put_text(mrd + MRD_WPA_PSK, GW_WPA_PSK);
@@ -127,6 +129,24 @@ bool make_boot_files()
 	return ok && write_file("etc/RT30xxEEPROM.bin", calibration, sizeof calibration);
 }
 
+bool write_text(const char *path, const char *text)
+{
+	return write_file(path, text, strlen(text));
+}
+
+// What the running unit's services leave behind: the DHCP servers' leases
+// (two LAN hosts on IPv4, one on IPv6), the DNS forwarder's configuration,
+// and the radio driver's calibration status (1 = calibrated).
+bool make_service_files()
+{
+	char dir[4096];
+	snprintf(dir, sizeof dir, "%s/proc/ra0", root_dir);
+	if (mkdir(dir, 0755) < 0 && errno != EEXIST)
+		return fail("cannot create", "proc/ra0");
+	return write_text("etc/udhcp_lease", GW_DHCP_LEASES) && write_text("var/run/dhcp6s.lease", GW_DHCP6_LEASES) &&
+	       write_text("etc/dnsmasq.conf", GW_DNS_FORWARDER_CONF) && write_text("proc/ra0/calibration", "1\n");
+}
+
 bool is_own_applet(const char *path)
 {
 	const char *base = strrchr(path, '/');
@@ -164,7 +184,8 @@ int main(int argc, char *argv[])
 		return 2;
 	}
 	root_dir = argv[1];
-	bool ok = factory_flash_prepare(argv[2]) && make_flash() && make_boot_files() && link_applets();
+	bool ok = factory_flash_prepare(argv[2]) && make_flash() && make_boot_files() && make_service_files() &&
+		  link_applets();
 	factory_flash_release();
 	return ok ? 0 : 1;
 }

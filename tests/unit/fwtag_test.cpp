@@ -57,7 +57,7 @@ FwTag decode(const std::string &raw)
 TEST(FwTagCodec, TextsEndAtTheirFieldsAndEveryByteComesBack)
 {
 	std::string raw = test_pattern(FW_TAG_SIZE, 1);
-	raw.replace(FWTAG_CHIP_ID, FWTAG_CHIP_ID_LEN, std::string("VX185B02") + std::string(16, '\0'));
+	raw.replace(FWTAG_CHIP_ID, FWTAG_CHIP_ID_LEN, std::string("SIMCHIP1") + std::string(16, '\0'));
 	raw.replace(FWTAG_INTERNAL_VERSION, 2 * FWTAG_VERSION_LEN, std::string(32, 'v') + "ext" + std::string(29, '\0'));
 	FwTag t = decode(raw);
 	EXPECT_EQ(std::string(t.internalVersion), std::string(FWTAG_VERSION_LEN, 'v'));
