@@ -49,9 +49,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "gateway_paths.h"
+
 #define GATEWAY_PATH "/userfs/bin:/bin:/sbin:/usr/bin"
 #define EXIT_SETUP 125
-#define REBOOT_LOG "/var/log/reboot.log"
 #define KERNEL_PROC ".gwsim/kproc"
 #define PROC_LINKS ".gwsim/proclinks"
 #define PROC_WORK ".gwsim/procwork"
@@ -405,7 +406,7 @@ static void seal_capabilities(void)
 static void note_power_request(int sig)
 {
 	const char *line = sig == SIGUSR1 ? "halt\n" : sig == SIGUSR2 ? "poweroff\n" : "reboot\n";
-	int fd = open(REBOOT_LOG, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
+	int fd = open(GW_REBOOT_LOG, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
 	if (fd < 0)
 		return;
 	if (write(fd, line, strlen(line)) < 0) {
