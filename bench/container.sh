@@ -14,7 +14,7 @@ cc=${CC:-gcc}
 mkdir -p "$work"
 
 flags="-std=c++17 -O2 -g -DNDEBUG -fno-exceptions -fno-rtti -I$repo -I$repo/platform/include -I$fastlz"
-lib="$repo/romfile/container.cpp $repo/romfile/image.cpp $repo/flash/crc32.cpp $repo/lib/safe_file.cpp $work/fastlz.o"
+lib="$repo/romfile/container.cpp $repo/romfile/container_file.cpp $repo/romfile/image.cpp $repo/flash/crc32.cpp $repo/lib/safe_file.cpp $work/fastlz.o"
 $cc -O2 -g -w -DFASTLZ_STRICT_ALIGN=1 -c "$fastlz/fastlz.c" -o "$work/fastlz.o"
 # shellcheck disable=SC2086
 $cxx $flags "$repo/bench/container_bench.cpp" $lib -lbenchmark -lpthread -lz -o "$work/container_bench"

@@ -8,6 +8,9 @@
 #include <cstddef>
 #include <cstdint>
 
+// The container header's text before the length digits.
+constexpr char CFG_MAGIC[] = "<compressed len=";
+constexpr size_t CFG_MAGIC_LEN = sizeof CFG_MAGIC - 1;
 constexpr size_t CFG_HEADER_SIZE = 40;
 constexpr size_t CFG_CHUNK_HEADER_SIZE = 16;
 constexpr size_t CFG_BLOCK_SIZE = 65536;
@@ -51,6 +54,7 @@ int nox_configFileLzDecoder(char **buf, int *len);
 // holds header and chunks, *LEN the chunk-stream length, and 0 is returned;
 // -1 when encoding fails or the container does not fit in *LEN bytes.
 int nox_configFileLzEncoder(char *buf, int *len);
+// Files (container_file.cpp).
 // Encodes BUF in place, writes the container to /tmp/tmp_compress and copies
 // that path into OUT_PATH (OUT_SIZE bytes). 1 on success, 0 on failure.
 int nox_compressCfgBufferToFile(char *out_path, size_t out_size, char *buf, int *len);

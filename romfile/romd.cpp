@@ -19,8 +19,6 @@ namespace {
 
 constexpr char ROMD[] = "romd";
 constexpr char ROMD_DUMP[] = "/tmp/romd.cfg";
-constexpr char CFG_MAGIC[] = "<compressed len=";
-constexpr size_t CFG_MAGIC_LEN = sizeof CFG_MAGIC - 1;
 // The ">" may follow at most 7 length digits.
 constexpr size_t ROMD_LEN_FIELD = 8;
 
