@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 
@@ -92,8 +93,8 @@ uint64_t counted_length(const cfg_chunk_header &h)
 
 void report_mismatch(int method, uint32_t got, uint32_t expected)
 {
-	printf("Error: checksum mismatch. Skipped.\n");
-	printf("case %d: Got %08lX Expecting %08lX\n", method, static_cast<unsigned long>(got),
+	cfg_say("Error: checksum mismatch. Skipped.\n");
+	cfg_say("case %d: Got %08lX Expecting %08lX\n", method, static_cast<unsigned long>(got),
 	       static_cast<unsigned long>(expected));
 }
 
@@ -189,7 +190,7 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 {
 	size_t take = readable_payload(d->walk, h.size);
 	if (needs_packed_copy(*d, take) && !scratch_reserve(&d->packed, take, FASTLZ_IN_PAD)) {
-		printf("Error: compressed_buffer calloc fail. Skipped.\n");
+		cfg_say("Error: compressed_buffer calloc fail. Skipped.\n");
 		return;
 	}
 	// A block that cannot fit in the output is never expanded, so its scratch
@@ -197,7 +198,7 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 	bool fits = h.extra <= output_room(*d);
 	bool direct = fits && d->direct && d->kept_end <= d->out_pos;
 	if (fits && !direct && !scratch_reserve(&d->unpacked, h.extra, 0)) {
-		printf("Error: decompressed_buffer calloc fail. Skipped.\n");
+		cfg_say("Error: decompressed_buffer calloc fail. Skipped.\n");
 		return;
 	}
 	const unsigned char *packed = packed_payload(d, take);
@@ -213,7 +214,7 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 	if (produced < 0 || static_cast<uint32_t>(produced) != h.extra) {
 		// What a failed direct expansion left past kept_end is cleared at
 		// the end or overwritten by the next block.
-		printf("Error: decompression failed. Skipped.\n");
+		cfg_say("Error: decompression failed. Skipped.\n");
 		return;
 	}
 	if (h.extra && !direct)
@@ -244,7 +245,7 @@ uint64_t decode_stream(const unsigned char *src, size_t src_size, uint64_t len, 
 		else if (h.options == CFG_FASTLZ)
 			decode_fastlz_chunk(&d, h);
 		else
-			printf("Error: unknown compression method (%d)\n", h.options);
+			cfg_say("Error: unknown compression method (%d)\n", h.options);
 	}
 	free(d.packed.data);
 	free(d.unpacked.data);
@@ -262,6 +263,61 @@ size_t put_chunk(unsigned char *dst, size_t q, const cfg_chunk_header &h, const 
 }
 
 } // namespace
+
+namespace {
+
+cfg_said *said_capture;
+
+void said_append(const char *text, size_t len)
+{
+	cfg_said *c = said_capture;
+	if (!c || c->lost)
+		return;
+	if (c->len + len + 1 > c->capacity) {
+		size_t want = std::max(2 * c->capacity, c->len + len + 1);
+		char *grown = static_cast<char *>(realloc(c->text, std::max<size_t>(want, 256)));
+		if (!grown) {
+			c->lost = true;
+			return;
+		}
+		c->text = grown;
+		c->capacity = std::max<size_t>(want, 256);
+	}
+	memcpy(c->text + c->len, text, len);
+	c->len += len;
+	c->text[c->len] = '\0';
+}
+
+} // namespace
+
+void cfg_say(const char *fmt, ...)
+{
+	char line[256];
+	va_list ap;
+	va_start(ap, fmt);
+	int n = vsnprintf(line, sizeof line, fmt, ap);
+	va_end(ap);
+	if (n < 0)
+		return;
+	if (static_cast<size_t>(n) >= sizeof line) {
+		// Longer than any message of the library: printed whole, not kept.
+		va_start(ap, fmt);
+		vprintf(fmt, ap);
+		va_end(ap);
+		if (said_capture)
+			said_capture->lost = true;
+		return;
+	}
+	fputs(line, stdout);
+	said_append(line, static_cast<size_t>(n));
+}
+
+cfg_said *cfg_capture_said(cfg_said *to)
+{
+	cfg_said *before = said_capture;
+	said_capture = to;
+	return before;
+}
 
 // Sixteen bytes per step with the sums reduced once per 5552 bytes, the most
 // that cannot overflow 32 bits.
@@ -332,7 +388,7 @@ int nox_getCompressedConfigFileLength(const char *buf)
 	long value = strtol(head + CFG_MAGIC_LEN, nullptr, 10);
 	int n = static_cast<int>(std::max<long>(INT_MIN, std::min<long>(INT_MAX, value)));
 	if (static_cast<unsigned>(n) > CFG_MAX_STREAM_LEN) {
-		printf("Oversized length %d in compressed config file header\n", n);
+		cfg_say("Oversized length %d in compressed config file header\n", n);
 		return 0;
 	}
 	return n;
@@ -399,7 +455,7 @@ int compressCfgBufToBuf(const char *src, char *dst, size_t dst_size, int *len)
 		consumed += static_cast<int64_t>(block_len);
 	}
 	if (consumed != *len) {
-		printf("Error: reading CfgBuf failed!\n");
+		cfg_say("Error: reading CfgBuf failed!\n");
 		return -1;
 	}
 	*len = static_cast<int>(q);
@@ -459,7 +515,7 @@ int nox_configFileLzDecoder(char **buf, int *len)
 	if (decoded <= CFG_MAX_DECODED_LEN)
 		image = static_cast<unsigned char *>(malloc(image_size + 1));
 	if (!image) {
-		printf("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
+		cfg_say("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
 		return -1;
 	}
 	uint64_t kept_end;
@@ -493,19 +549,19 @@ int nox_configFileLzEncoder(char *buf, int *len)
 	size_t area_size = CFG_HEADER_SIZE + cfg_stream_bound(static_cast<size_t>(std::max(plain, 0)));
 	char *area = static_cast<char *>(malloc(area_size));
 	if (!area) {
-		printf("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzEncoder");
+		cfg_say("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzEncoder");
 		return -1;
 	}
 	int n = 0;
 	if (cfg_build_container(buf, plain, area, area_size, &n) != 0) {
-		printf("Error: compressCfgBufToBuf fail!\n");
+		cfg_say("Error: compressCfgBufToBuf fail!\n");
 		free(area);
 		return -1;
 	}
-	printf("compressed len = %d, uncompressed len = %d\n", n, plain);
+	cfg_say("compressed len = %d, uncompressed len = %d\n", n, plain);
 	// The container replaces the text in place, so it must fit in it.
 	if (static_cast<int64_t>(plain) < static_cast<int64_t>(n) + static_cast<int64_t>(CFG_HEADER_SIZE)) {
-		printf("Error: input buffer is not enough!\n");
+		cfg_say("Error: input buffer is not enough!\n");
 		free(area);
 		return -1;
 	}

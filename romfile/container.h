@@ -35,6 +35,19 @@ struct cfg_chunk_header {
 	uint32_t extra;    // uncompressed length of the block
 };
 
+// The library's messages about a configuration image: printed on standard
+// output like any other, and also kept while a capture is set, so a reader
+// that keeps what it read can say it again word for word.
+struct cfg_said {
+	char *text;      // NUL-terminated, heap; the owner frees it
+	size_t len;
+	size_t capacity;
+	bool lost;       // something was printed that could not be kept
+};
+void cfg_say(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+// Sets the capture (null: none) and returns the one set before.
+cfg_said *cfg_capture_said(cfg_said *to);
+
 uint32_t cfg_adler32(uint32_t adler, const unsigned char *data, size_t len);
 void cfg_write_chunk_header(unsigned char *stream, size_t *offset, const cfg_chunk_header &h);
 void cfg_read_chunk_header(const unsigned char *stream, size_t *offset, cfg_chunk_header *h);
