@@ -1,7 +1,5 @@
 #include "flash/crc32.h"
 
-#include <array>
-
 #include "flash/byteorder.h"
 
 namespace {
@@ -11,11 +9,15 @@ namespace {
 // dependency between them. The tables are built at compile time and live in
 // read-only data (8 x 256 x 4 = 8 KiB).
 constexpr size_t SLICES = 8;
-using crc_tables = std::array<std::array<uint32_t, 256>, SLICES>;
+// Plain arrays: every index is masked to its range, so no checked access.
+struct crc_tables {
+	uint32_t t[SLICES][256];
+};
 
 constexpr crc_tables make_crc_tables()
 {
-	crc_tables t{};
+	crc_tables tables{};
+	auto &t = tables.t;
 	for (uint32_t n = 0; n < 256; n++) {
 		uint32_t c = n;
 		for (int k = 0; k < 8; k++)
@@ -25,10 +27,11 @@ constexpr crc_tables make_crc_tables()
 	for (uint32_t n = 0; n < 256; n++)
 		for (size_t k = 1; k < SLICES; k++)
 			t[k][n] = t[0][t[k - 1][n] & 0xFF] ^ (t[k - 1][n] >> 8);
-	return t;
+	return tables;
 }
 
-constexpr crc_tables crc_table = make_crc_tables();
+constexpr crc_tables crc_tables_made = make_crc_tables();
+constexpr const uint32_t (&crc_table)[SLICES][256] = crc_tables_made.t;
 
 uint32_t crc_byte(uint32_t crc, unsigned char b)
 {
@@ -77,9 +80,14 @@ uint32_t mul_mod_poly(uint32_t a, uint32_t b)
 }
 
 // x^(2^k) mod the polynomial, k = 0..31.
-constexpr std::array<uint32_t, 32> make_x2k_table()
+struct x2k_powers {
+	uint32_t t[32];
+};
+
+constexpr x2k_powers make_x2k_table()
 {
-	std::array<uint32_t, 32> t{};
+	x2k_powers powers{};
+	auto &t = powers.t;
 	uint32_t p = 1u << 30; // x^1
 	t[0] = p;
 	for (size_t k = 1; k < 32; k++) {
@@ -96,10 +104,11 @@ constexpr std::array<uint32_t, 32> make_x2k_table()
 		}
 		t[k] = p = product;
 	}
-	return t;
+	return powers;
 }
 
-constexpr std::array<uint32_t, 32> x2k_table = make_x2k_table();
+constexpr x2k_powers x2k_made = make_x2k_table();
+constexpr const uint32_t (&x2k_table)[32] = x2k_made.t;
 
 // x^(8 * BYTES) mod the polynomial: running a register over BYTES zero bytes
 // multiplies it by this.
