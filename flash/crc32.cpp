@@ -63,7 +63,7 @@ uint32_t crc_words(uint32_t crc, const unsigned char *data, size_t words)
 
 // The register is a polynomial over GF(2) kept bit-reversed (x^0 in the top
 // bit). a * b mod the CRC polynomial; a must not be zero.
-uint32_t mul_mod_poly(uint32_t a, uint32_t b)
+constexpr uint32_t mul_mod_poly(uint32_t a, uint32_t b)
 {
 	uint32_t m = 1u << 31;
 	uint32_t product = 0;
@@ -90,20 +90,8 @@ constexpr x2k_powers make_x2k_table()
 	auto &t = powers.t;
 	uint32_t p = 1u << 30; // x^1
 	t[0] = p;
-	for (size_t k = 1; k < 32; k++) {
-		// p * p, spelled out for a constant expression.
-		uint32_t a = p, b = p, m = 1u << 31, product = 0;
-		for (;;) {
-			if (a & m) {
-				product ^= b;
-				if ((a & (m - 1)) == 0)
-					break;
-			}
-			m >>= 1;
-			b = (b & 1) ? (b >> 1) ^ 0xEDB88320u : b >> 1;
-		}
-		t[k] = p = product;
-	}
+	for (size_t k = 1; k < 32; k++)
+		t[k] = p = mul_mod_poly(p, p);
 	return powers;
 }
 
