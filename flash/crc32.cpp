@@ -6,32 +6,26 @@ namespace {
 
 // Slicing by eight: table[k][n] is the register change of byte n followed by
 // k zero bytes, so eight bytes are folded with eight look-ups and no carried
-// dependency between them. The tables are built at compile time and live in
-// read-only data (8 x 256 x 4 = 8 KiB).
+// dependency between them. The 8 KiB of tables are built on first use into
+// zeroed memory rather than stored in the program, which the gateway's
+// flash budget counts.
 constexpr size_t SLICES = 8;
-// Plain arrays: every index is masked to its range, so no checked access.
-struct crc_tables {
-	uint32_t t[SLICES][256];
-};
+uint32_t crc_table[SLICES][256];
+bool crc_table_built;
 
-constexpr crc_tables make_crc_tables()
+void build_crc_table()
 {
-	crc_tables tables{};
-	auto &t = tables.t;
 	for (uint32_t n = 0; n < 256; n++) {
 		uint32_t c = n;
 		for (int k = 0; k < 8; k++)
 			c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-		t[0][n] = c;
+		crc_table[0][n] = c;
 	}
 	for (uint32_t n = 0; n < 256; n++)
 		for (size_t k = 1; k < SLICES; k++)
-			t[k][n] = t[0][t[k - 1][n] & 0xFF] ^ (t[k - 1][n] >> 8);
-	return tables;
+			crc_table[k][n] = crc_table[0][crc_table[k - 1][n] & 0xFF] ^ (crc_table[k - 1][n] >> 8);
+	crc_table_built = true;
 }
-
-constexpr crc_tables crc_tables_made = make_crc_tables();
-constexpr const uint32_t (&crc_table)[SLICES][256] = crc_tables_made.t;
 
 uint32_t crc_byte(uint32_t crc, unsigned char b)
 {
@@ -121,6 +115,8 @@ constexpr size_t LANES_MIN = LANES * 64 * SLICES;
 // carried across len(B) zero bytes, XOR the register over B started from 0.
 uint32_t nox_crc32_update(const unsigned char *data, size_t len, uint32_t crc)
 {
+	if (!crc_table_built)
+		build_crc_table();
 	if (len >= LANES_MIN) {
 		size_t lane = len / (LANES * SLICES) * SLICES;
 		const unsigned char *p1 = data + lane, *p2 = p1 + lane, *p3 = p2 + lane;
