@@ -1,46 +1,93 @@
 #!/usr/bin/env bash
-# Container and checksum benchmarks (not part of the tests):
-#  - decode/encode of a realistic 128 KiB ROMFILE beside FastLZ + Adler-32
-#    alone on the same blocks (the floor), Adler-32 and CRC-32 beside zlib;
-#  - instructions (callgrind) of choosing and summing the romfile copy to
-#    read, on two 128 KiB copies at buffer level.
-#   bench/container.sh           BENCH_WORK=dir (default build-bench/)
+# Container and checksum benchmarks (not part of the tests), each beside its
+# floor, all figures from one run:
+#  - CPU time (Google Benchmark, median of 5): decode/encode of a realistic
+#    128 KiB ROMFILE beside FastLZ + zlib's Adler-32 alone on the same
+#    blocks, cfg_adler32 and nox_crc32 beside zlib;
+#  - instructions (callgrind) of the same decode and encode beside their
+#    floors, and of the romfile flows of sys atsh (nox_getRomChksum: the
+#    copy to read, then its checksum) and sys rominfo (both copies' sums,
+#    then the copy to read) on two partition files, beside the same flows
+#    built from the tree before this work (BENCH_BASE) and beside the floor
+#    of expanding, checking and summing each copy once.
+#   bench/container.sh        BENCH_WORK=dir (default build-bench/)
+#                             BENCH_BASE=rev (default 9032435)
 set -eu
 repo=$(cd "$(dirname "$0")/.." && pwd)
 work=${BENCH_WORK:-$repo/build-bench}
+base=${BENCH_BASE:-9032435}
 fastlz=${FASTLZ_SOURCE_DIR:-/usr/share/verilator/include/gtkwave}
 cxx=${CXX:-g++}
 cc=${CC:-gcc}
 mkdir -p "$work"
 
-flags="-std=c++17 -O2 -g -DNDEBUG -fno-exceptions -fno-rtti -I$repo -I$repo/platform/include -I$fastlz"
-lib="$repo/romfile/container.cpp $repo/romfile/image.cpp $repo/flash/crc32.cpp $repo/lib/safe_file.cpp $work/fastlz.o"
+flags="-std=c++17 -O2 -g -DNDEBUG -fno-exceptions -fno-rtti -I$repo/platform/include -I$fastlz"
 $cc -O2 -g -w -DFASTLZ_STRICT_ALIGN=1 -c "$fastlz/fastlz.c" -o "$work/fastlz.o"
-# shellcheck disable=SC2086
-$cxx $flags "$repo/bench/container_bench.cpp" $lib -lbenchmark -lpthread -lz -o "$work/container_bench"
-# shellcheck disable=SC2086
-$cxx $flags "$repo/bench/container_callgrind.cpp" $lib -o "$work/container_callgrind"
+$cc -O2 -g -I"$repo/platform/include" -c "$repo/platform/device/mtd_dev.c" -o "$work/mtd_dev.o"
 
+# The library sources of a tree (the container's sources were split since the base).
+sources() {
+	local tree=$1
+	echo "$tree"/romfile/container*.cpp "$tree/romfile/image.cpp" "$tree/romfile/romfile.cpp" \
+		"$tree/flash/crc32.cpp" "$tree/flash/flash_io.cpp" "$tree/flash/mtd.cpp" \
+		"$tree/lib/safe_file.cpp" "$work/fastlz.o" "$work/mtd_dev.o"
+}
+
+# shellcheck disable=SC2046,SC2086
+$cxx $flags -I"$repo" "$repo/bench/container_bench.cpp" $(sources "$repo") -lbenchmark -lpthread -lz \
+	-o "$work/container_bench"
+# shellcheck disable=SC2046,SC2086
+$cxx $flags -I"$repo" "$repo/bench/container_callgrind.cpp" $(sources "$repo") -lz -o "$work/callgrind_now"
+rm -rf "$work/base" && mkdir -p "$work/base"
+git -C "$repo" archive "$base" | tar -x -C "$work/base"
+cp "$repo/bench/container_callgrind.cpp" "$repo/bench/container_text.h" "$work/base/bench/"
+# shellcheck disable=SC2046,SC2086
+$cxx $flags -I"$work/base" "$work/base/bench/container_callgrind.cpp" $(sources "$work/base") -lz \
+	-o "$work/callgrind_base"
+
+echo "== CPU time, 128 KiB ROMFILE (median of 5)"
 "$work/container_bench" --benchmark_format=json --benchmark_out="$work/container_bench.json" \
-	--benchmark_out_format=json --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \
+	--benchmark_out_format=json --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
 	>/dev/null
-python3 - "$work/container_bench.json" <<'EOF'
+python3 - "$work/container_bench.json" <<'PY'
 import json, sys
 runs = {b["run_name"]: b for b in json.load(open(sys.argv[1]))["benchmarks"]
         if b.get("aggregate_name") == "median"}
-def mbs(name):
-    return runs[name]["bytes_per_second"] / 1e6
+def cpu_us(name):
+    return runs[name]["cpu_time"] / 1e3
 rows = [("BM_ContainerDecode", "BM_FloorDecompressAdler", "decode"),
         ("BM_ContainerEncode", "BM_FloorCompressAdler", "encode"),
-        ("BM_CfgAdler32", "BM_ZlibAdler32", "cfg_adler32 vs zlib adler32"),
-        ("BM_NoxCrc32", "BM_ZlibCrc32", "nox_crc32 vs zlib crc32")]
-print("%-30s %12s %12s %8s" % ("128 KiB ROMFILE", "ours MB/s", "floor MB/s", "ratio"))
+        ("BM_CfgAdler32", "BM_ZlibAdler32", "cfg_adler32 / zlib adler32"),
+        ("BM_NoxCrc32", "BM_ZlibCrc32", "nox_crc32 / zlib crc32")]
+print("%-28s %10s %10s %12s" % ("", "ours us", "floor us", "ours/floor"))
 for ours, floor, what in rows:
-    print("%-30s %12.1f %12.1f %8.2f" % (what, mbs(ours), mbs(floor), mbs(floor) / mbs(ours)))
-EOF
+    print("%-28s %10.1f %10.1f %12.2f" % (what, cpu_us(ours), cpu_us(floor), cpu_us(ours) / cpu_us(floor)))
+PY
 
-valgrind --tool=callgrind --callgrind-out-file="$work/callgrind.out" \
-	--toggle-collect=read_romfile_core "$work/container_callgrind" 2>"$work/callgrind.log"
-ir=$(sed -n 's/^summary: *//p' "$work/callgrind.out")
-echo "read index + checksum of two 128 KiB copies: $ir instructions (callgrind)"
-callgrind_annotate --auto=no "$work/callgrind.out" 2>/dev/null | grep -E '^ *[0-9,]+ +\(' | sed -n '2,8p'
+# Instructions inside the named function, one callgrind run each.
+count() {
+	local prog=$1 what=$2
+	(cd "$work" && valgrind --tool=callgrind --callgrind-out-file="$work/cg.$what.out" \
+		--toggle-collect="$what" "$prog" "$what" >/dev/null 2>"$work/cg.$what.log")
+	sed -n 's/^summary: *//p' "$work/cg.$what.out"
+}
+(cd "$work" && "$work/callgrind_now" make-copies >/dev/null)
+dec=$(count "$work/callgrind_now" decode)
+fdec=$(count "$work/callgrind_now" floor_decode)
+enc=$(count "$work/callgrind_now" encode)
+fenc=$(count "$work/callgrind_now" floor_encode)
+atsh=$(count "$work/callgrind_now" atsh_flow)
+rominfo=$(count "$work/callgrind_now" rominfo_flow)
+floor=$(count "$work/callgrind_now" floor_read)
+batsh=$(count "$work/callgrind_base" atsh_flow)
+brominfo=$(count "$work/callgrind_base" rominfo_flow)
+echo "== instructions (callgrind)"
+python3 - "$dec" "$fdec" "$enc" "$fenc" "$atsh" "$rominfo" "$floor" "$batsh" "$brominfo" <<'PY'
+import sys
+dec, fdec, enc, fenc, atsh, rominfo, floor, batsh, brominfo = map(int, sys.argv[1:])
+print("%-22s %12s %12s %12s %11s %11s" % ("", "ours", "floor", "before", "ours/floor", "ours/before"))
+print("%-22s %12d %12d %12s %11.2f %11s" % ("decode", dec, fdec, "", dec / fdec, ""))
+print("%-22s %12d %12d %12s %11.2f %11s" % ("encode", enc, fenc, "", enc / fenc, ""))
+for what, ours, before in (("atsh romfile flow", atsh, batsh), ("rominfo romfile flow", rominfo, brominfo)):
+    print("%-22s %12d %12d %12d %11.2f %11.2f" % (what, ours, floor, before, ours / floor, ours / before))
+PY

@@ -55,11 +55,8 @@ bool writer_open(const char *name)
 		fprintf(stderr, "Could not open mtd device: %s\n", name);
 		return false;
 	}
-	memset(&writer.info, 0, sizeof writer.info);
-	if (mtd_dev_ioctl(writer.fd, MEMGETINFO, &writer.info) < 0 || writer.info.erasesize == 0) {
-		fprintf(stderr, "Could not get MTD device info from %s\n", name);
+	if (!mtd_read_info(writer.fd, name, &writer.info, stderr, true))
 		return false;
-	}
 	writer.block = static_cast<unsigned char *>(calloc(1, writer.info.erasesize));
 	writer.readback = static_cast<unsigned char *>(calloc(1, writer.info.erasesize));
 	if (!writer.block || !writer.readback) {

@@ -108,8 +108,5 @@ int nox_getBootInfo(char *version, char *date);
 // device file `path`. 0 = stored, -1 = failure after a message.
 int write_image_version(int current, const char *path, long offset);
 
-// Checks an uploaded image in Tclinux_Buffer, its tag at tag_offset, before
-// it is installed into `target`: checksums, default configuration, model and
-// chip against the manufacturing record, size against the target partition.
-// 1 = the upgrade may go on, 0 = rejected after a message.
-int nox_fwValidation(const char *target, uint32_t tag_offset);
+// Firmware validation (nox_fwValidation) also decodes the image's default
+// configuration, so it lives with the container: romfile/fw_validation.h.

@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "mtd_dev.h"
 
 namespace {
 
@@ -64,6 +63,16 @@ int mtd_open(const char *name, int flags)
 	return open_partition(name, flags);
 }
 
+bool mtd_read_info(int fd, const char *name, mtd_info_user *info, FILE *out, bool blocks_needed)
+{
+	memset(info, 0, sizeof *info);
+	if (mtd_dev_ioctl(fd, MEMGETINFO, info) < 0 || (blocks_needed && info->erasesize == 0)) {
+		fprintf(out, "Could not get MTD device info from %s\n", name);
+		return false;
+	}
+	return true;
+}
+
 uint32_t nox_mtd_size(const char *name)
 {
 	int fd = nox_open_mtd(name, O_RDONLY);
@@ -72,12 +81,7 @@ uint32_t nox_mtd_size(const char *name)
 		return 0;
 	}
 	mtd_info_user info;
-	memset(&info, 0, sizeof info);
-	int rc = mtd_dev_ioctl(fd, MEMGETINFO, &info);
+	bool ok = mtd_read_info(fd, name, &info, stdout, false);
 	close(fd);
-	if (rc < 0) {
-		printf("Could not get MTD device info from %s\n", name);
-		return 0;
-	}
-	return info.size;
+	return ok ? info.size : 0;
 }

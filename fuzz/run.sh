@@ -19,7 +19,7 @@ targets="fuzz_container fuzz_parse_rom fuzz_romd_header fuzz_romfile_image fuzz_
 mkdir -p "$work/obj" "$work/seeds" "$work/logs"
 san="-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer"
 cxxflags="-std=c++17 -g -O1 -fno-exceptions -fno-rtti -I$repo -I$repo/platform/include -I$fastlz"
-lib_sources="romfile/container.cpp romfile/image.cpp romfile/romd.cpp romfile/romfile.cpp
+lib_sources="romfile/container.cpp romfile/container_file.cpp romfile/image.cpp romfile/romd.cpp romfile/romfile.cpp
 	flash/crc32.cpp flash/flash_io.cpp flash/mtd.cpp lib/safe_file.cpp
 	wlan/wlan_apply.cpp wlan/wlan_common.cpp wlan/wlan_journal.cpp shell/store.cpp fuzz/fake_store.cpp"
 
@@ -48,7 +48,7 @@ done
 # Seeds from the gateway's encoder, built without the fuzzer runtime.
 $cc -g -O1 -w -DFASTLZ_STRICT_ALIGN=1 -c "$fastlz/fastlz.c" -o "$work/obj/fastlz_plain.o"
 # shellcheck disable=SC2086
-$cxx $cxxflags "$repo/fuzz/make_seeds.cpp" "$repo/romfile/container.cpp" "$repo/romfile/image.cpp" \
+$cxx $cxxflags "$repo/fuzz/make_seeds.cpp" "$repo/romfile/container.cpp" "$repo/romfile/container_file.cpp" "$repo/romfile/image.cpp" \
 	"$repo/flash/crc32.cpp" "$repo/lib/safe_file.cpp" "$work/obj/fastlz_plain.o" -o "$work/make_seeds"
 rm -rf "$work/seeds"/*
 "$work/make_seeds" "$work/seeds"

@@ -1,26 +1,27 @@
+// The container codec: buffers in, buffers out; no files or flash.
 #include "romfile/container.h"
 
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <sys/stat.h>
 
 #include "fastlz.h"
 #include "flash/byteorder.h"
-#include "lib/safe_file.h"
 
 namespace {
 
-constexpr char CFG_MAGIC[] = "<compressed len=";
-constexpr size_t CFG_MAGIC_LEN = sizeof CFG_MAGIC - 1;
-constexpr char TMP_COMPRESS[] = "/tmp/tmp_compress";
 constexpr uint32_t ADLER_BASE = 65521;
 constexpr size_t ADLER_NMAX = 5552;
 // FastLZ level 1 may expand incompressible input by one control byte per 32
 // literals and needs at least 66 bytes of output.
-constexpr size_t FASTLZ_OUT_MAX = CFG_BLOCK_SIZE + CFG_BLOCK_SIZE / 16 + 66;
+constexpr size_t fastlz_out_max(size_t in_len)
+{
+	return in_len + in_len / 16 + 66;
+}
+constexpr size_t FASTLZ_OUT_MAX = fastlz_out_max(CFG_BLOCK_SIZE);
 // The expander may look a few bytes past the end of a damaged block; the
 // compressed scratch keeps zeros there so it never leaves its allocation.
 constexpr size_t FASTLZ_IN_PAD = 16;
@@ -92,8 +93,8 @@ uint64_t counted_length(const cfg_chunk_header &h)
 
 void report_mismatch(int method, uint32_t got, uint32_t expected)
 {
-	printf("Error: checksum mismatch. Skipped.\n");
-	printf("case %d: Got %08lX Expecting %08lX\n", method, static_cast<unsigned long>(got),
+	cfg_say("Error: checksum mismatch. Skipped.\n");
+	cfg_say("case %d: Got %08lX Expecting %08lX\n", method, static_cast<unsigned long>(got),
 	       static_cast<unsigned long>(expected));
 }
 
@@ -120,6 +121,13 @@ struct decode_state {
 	size_t out_size;
 	uint64_t out_pos;
 	uint64_t total;
+	// Blocks are expanded straight into the output when nothing past the
+	// output offset has been kept yet; otherwise (and always for callers
+	// that own the destination's other bytes) through the scratch areas.
+	bool direct;
+	// End of the output bytes written and kept; beyond it the image reads
+	// as zeros, which the container decoder fills in at the end.
+	uint64_t kept_end;
 	scratch packed;
 	scratch unpacked;
 };
@@ -130,6 +138,11 @@ size_t output_room(const decode_state &d)
 	return d.out_pos < d.out_size ? d.out_size - d.out_pos : 0;
 }
 
+void keep_output(decode_state *d, uint64_t end)
+{
+	d->kept_end = std::max(d->kept_end, end);
+}
+
 // A stored chunk is copied to the output but the output offset stays where it
 // was, so a stored chunk only ever works as the last one of a stream; the
 // gateway's images rely on exactly this layout.
@@ -137,71 +150,177 @@ void decode_stored_chunk(decode_state *d, const cfg_chunk_header &h)
 {
 	d->total += h.size;
 	size_t take = std::min(readable_payload(d->walk, h.size), output_room(*d));
-	unsigned char *at = d->out + std::min<uint64_t>(d->out_pos, d->out_size);
-	if (take)
-		memcpy(at, d->walk.src + d->walk.pos, take);
+	const unsigned char *payload = d->walk.src + d->walk.pos;
+	if (take) {
+		memcpy(d->out + d->out_pos, payload, take);
+		keep_output(d, d->out_pos + take);
+	}
 	d->walk.pos += h.size;
-	uint32_t got = cfg_adler32(1, at, take);
+	uint32_t got = cfg_adler32(1, payload, take);
 	if (got != h.checksum)
 		report_mismatch(0, got, h.checksum);
 }
 
-int expand_block(const decode_state &d, size_t packed_len, uint32_t extra)
+// The payload to expand: in the stream itself when the expander's overreach
+// stays inside the readable bytes, else a copy followed by zeros.
+const unsigned char *packed_payload(decode_state *d, size_t take)
 {
-	if (packed_len == 0 || extra == 0 || extra > d.unpacked.capacity)
+	const unsigned char *at = d->walk.src + d->walk.pos;
+	if (d->walk.pos + take + FASTLZ_IN_PAD <= d->walk.src_size)
+		return at;
+	if (take)
+		memcpy(d->packed.data, at, take);
+	memset(d->packed.data + take, 0, FASTLZ_IN_PAD);
+	return d->packed.data;
+}
+
+bool needs_packed_copy(const decode_state &d, size_t take)
+{
+	return d.walk.pos + take + FASTLZ_IN_PAD > d.walk.src_size;
+}
+
+int expand_block(const unsigned char *packed, size_t packed_len, unsigned char *to, uint32_t extra)
+{
+	if (packed_len == 0 || extra == 0)
 		return 0;
-	return fastlz_decompress(d.packed.data, static_cast<int>(packed_len), d.unpacked.data,
-				 static_cast<int>(extra));
+	return fastlz_decompress(packed, static_cast<int>(packed_len), to, static_cast<int>(extra));
 }
 
 void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 {
 	size_t take = readable_payload(d->walk, h.size);
-	if (!scratch_reserve(&d->packed, take, FASTLZ_IN_PAD)) {
-		printf("Error: compressed_buffer calloc fail. Skipped.\n");
+	if (needs_packed_copy(*d, take) && !scratch_reserve(&d->packed, take, FASTLZ_IN_PAD)) {
+		cfg_say("Error: compressed_buffer calloc fail. Skipped.\n");
 		return;
 	}
 	// A block that cannot fit in the output is never expanded, so its scratch
 	// is not grown for it either.
 	bool fits = h.extra <= output_room(*d);
-	if (fits && !scratch_reserve(&d->unpacked, h.extra, 0)) {
-		printf("Error: decompressed_buffer calloc fail. Skipped.\n");
+	bool direct = fits && d->direct && d->kept_end <= d->out_pos;
+	if (fits && !direct && !scratch_reserve(&d->unpacked, h.extra, 0)) {
+		cfg_say("Error: decompressed_buffer calloc fail. Skipped.\n");
 		return;
 	}
-	if (take)
-		memcpy(d->packed.data, d->walk.src + d->walk.pos, take);
-	memset(d->packed.data + take, 0, FASTLZ_IN_PAD);
+	const unsigned char *packed = packed_payload(d, take);
 	d->walk.pos += h.size;
-	uint32_t got = cfg_adler32(1, d->packed.data, take);
+	uint32_t got = cfg_adler32(1, packed, take);
 	d->total += h.extra;
 	if (got != h.checksum) {
 		report_mismatch(1, got, h.checksum);
 		return;
 	}
-	int produced = fits ? expand_block(*d, take, h.extra) : 0;
+	unsigned char *to = direct ? d->out + d->out_pos : d->unpacked.data;
+	int produced = fits ? expand_block(packed, take, to, h.extra) : 0;
 	if (produced < 0 || static_cast<uint32_t>(produced) != h.extra) {
-		printf("Error: decompression failed. Skipped.\n");
+		// What a failed direct expansion left past kept_end is cleared at
+		// the end or overwritten by the next block.
+		cfg_say("Error: decompression failed. Skipped.\n");
 		return;
 	}
-	if (h.extra)
+	if (h.extra && !direct)
 		memcpy(d->out + d->out_pos, d->unpacked.data, h.extra);
 	d->out_pos += h.extra;
+	keep_output(d, d->out_pos);
 }
 
+// Expands the chunk stream of LEN bytes (SRC_SIZE readable) into OUT. Returns
+// the sum of the chunks' lengths; *KEPT_END receives the end of the bytes
+// written (the rest up to the sum is left as it was).
+uint64_t decode_stream(const unsigned char *src, size_t src_size, uint64_t len, unsigned char *out,
+		       size_t out_size, bool direct, uint64_t *kept_end)
+{
+	decode_state d = {};
+	d.walk = { src, src_size, len, 0 };
+	d.out = out;
+	d.out_size = out_size;
+	d.direct = direct;
+	cfg_chunk_header h;
+	while (next_chunk_header(&d.walk, &h)) {
+		// A chunk of another id is not skipped: its payload is read as the
+		// next header, as every gateway's reader has always done.
+		if (h.id != CFG_CHUNK_ID)
+			continue;
+		if (h.options == CFG_STORED)
+			decode_stored_chunk(&d, h);
+		else if (h.options == CFG_FASTLZ)
+			decode_fastlz_chunk(&d, h);
+		else
+			cfg_say("Error: unknown compression method (%d)\n", h.options);
+	}
+	free(d.packed.data);
+	free(d.unpacked.data);
+	*kept_end = d.kept_end;
+	return d.total;
+}
+
+// PAYLOAD may already be in place after the header.
 size_t put_chunk(unsigned char *dst, size_t q, const cfg_chunk_header &h, const unsigned char *payload)
 {
 	cfg_write_chunk_header(dst + q, &q, h);
-	memcpy(dst + q, payload, h.size);
+	if (payload != dst + q)
+		memcpy(dst + q, payload, h.size);
 	return q + h.size;
-}
-
-bool read_whole_file(FILE *f, unsigned char *buf, size_t size)
-{
-	return fread(buf, 1, size, f) == size;
 }
 
 } // namespace
 
+namespace {
+
+cfg_said *said_capture;
+
+void said_append(const char *text, size_t len)
+{
+	cfg_said *c = said_capture;
+	if (!c || c->lost)
+		return;
+	if (c->len + len + 1 > c->capacity) {
+		size_t want = std::max(2 * c->capacity, c->len + len + 1);
+		char *grown = static_cast<char *>(realloc(c->text, std::max<size_t>(want, 256)));
+		if (!grown) {
+			c->lost = true;
+			return;
+		}
+		c->text = grown;
+		c->capacity = std::max<size_t>(want, 256);
+	}
+	memcpy(c->text + c->len, text, len);
+	c->len += len;
+	c->text[c->len] = '\0';
+}
+
+} // namespace
+
+void cfg_say(const char *fmt, ...)
+{
+	char line[256];
+	va_list ap;
+	va_start(ap, fmt);
+	int n = vsnprintf(line, sizeof line, fmt, ap);
+	va_end(ap);
+	if (n < 0)
+		return;
+	if (static_cast<size_t>(n) >= sizeof line) {
+		// Longer than any message of the library: printed whole, not kept.
+		va_start(ap, fmt);
+		vprintf(fmt, ap);
+		va_end(ap);
+		if (said_capture)
+			said_capture->lost = true;
+		return;
+	}
+	fputs(line, stdout);
+	said_append(line, static_cast<size_t>(n));
+}
+
+cfg_said *cfg_capture_said(cfg_said *to)
+{
+	cfg_said *before = said_capture;
+	said_capture = to;
+	return before;
+}
+
+// Sixteen bytes per step with the sums reduced once per 5552 bytes, the most
+// that cannot overflow 32 bits.
 uint32_t cfg_adler32(uint32_t adler, const unsigned char *data, size_t len)
 {
 	uint32_t a = adler & 0xFFFF;
@@ -209,7 +328,18 @@ uint32_t cfg_adler32(uint32_t adler, const unsigned char *data, size_t len)
 	while (len > 0) {
 		size_t n = std::min(len, ADLER_NMAX);
 		len -= n;
-		while (n--) {
+		// Over sixteen bytes d0..d15, a gains their sum and b gains
+		// 16 a + 16 d0 + 15 d1 + ... + d15: no chain from byte to byte.
+		for (; n >= 16; n -= 16, data += 16) {
+			uint32_t sum = 0, weighted = 0;
+			for (uint32_t i = 0; i < 16; i++) {
+				sum += data[i];
+				weighted += (16 - i) * data[i];
+			}
+			b += 16 * a + weighted;
+			a += sum;
+		}
+		for (; n > 0; n--) {
 			a += *data++;
 			b += a;
 		}
@@ -258,7 +388,7 @@ int nox_getCompressedConfigFileLength(const char *buf)
 	long value = strtol(head + CFG_MAGIC_LEN, nullptr, 10);
 	int n = static_cast<int>(std::max<long>(INT_MIN, std::min<long>(INT_MAX, value)));
 	if (static_cast<unsigned>(n) > CFG_MAX_STREAM_LEN) {
-		printf("Oversized length %d in compressed config file header\n", n);
+		cfg_say("Oversized length %d in compressed config file header\n", n);
 		return 0;
 	}
 	return n;
@@ -272,11 +402,13 @@ size_t cfg_stream_bound(size_t len)
 
 int compressCfgBufToBuf(const char *src, char *dst, size_t dst_size, int *len)
 {
-	unsigned char block[CFG_BLOCK_SIZE];
-	unsigned char packed[FASTLZ_OUT_MAX];
-	memset(block, 0, sizeof block);
-	memset(packed, 0, sizeof packed);
 	unsigned char *out = bytes(dst);
+	// Compressed blocks go straight to their place in DST; this scratch is
+	// used only where DST is too short for a block's worst case.
+	unsigned char packed[FASTLZ_OUT_MAX];
+	// The first bytes of the compression scratch, which a stored chunk
+	// carries as its payload: zeros until a block has been compressed.
+	unsigned char scratch_head[CFG_MIN_COMPRESS] = {};
 	int64_t remaining = *len;
 	int64_t consumed = 0;
 	size_t q = 0;
@@ -284,7 +416,7 @@ int compressCfgBufToBuf(const char *src, char *dst, size_t dst_size, int *len)
 	bool compress = true;
 	while (remaining > 0) {
 		size_t block_len;
-		size_t from = k * CFG_BLOCK_SIZE;
+		const unsigned char *block = bytes(src) + k * CFG_BLOCK_SIZE;
 		if (remaining <= static_cast<int64_t>(CFG_BLOCK_SIZE)) {
 			block_len = static_cast<size_t>(remaining);
 			remaining = 0;
@@ -295,16 +427,19 @@ int compressCfgBufToBuf(const char *src, char *dst, size_t dst_size, int *len)
 		}
 		if (block_len < CFG_MIN_COMPRESS)
 			compress = false;
-		memcpy(block, src + from, block_len);
 		cfg_chunk_header h;
 		h.id = CFG_CHUNK_ID;
+		h.extra = static_cast<uint32_t>(block_len);
 		const unsigned char *payload;
 		if (compress) {
-			int m = fastlz_compress_level(1, block, static_cast<int>(block_len), packed);
+			bool in_place = q + CFG_CHUNK_HEADER_SIZE + fastlz_out_max(block_len) <= dst_size;
+			unsigned char *to = in_place ? out + q + CFG_CHUNK_HEADER_SIZE : packed;
+			int m = fastlz_compress_level(1, block, static_cast<int>(block_len), to);
 			h.options = CFG_FASTLZ;
 			h.size = static_cast<uint32_t>(m);
-			h.checksum = cfg_adler32(1, packed, h.size);
-			payload = packed;
+			h.checksum = cfg_adler32(1, to, h.size);
+			memcpy(scratch_head, to, std::min<size_t>(h.size, sizeof scratch_head));
+			payload = to;
 		} else {
 			// The stored payload comes from the compression scratch, not from
 			// the block: gateways in the field wrote (and read back) exactly
@@ -312,16 +447,15 @@ int compressCfgBufToBuf(const char *src, char *dst, size_t dst_size, int *len)
 			h.options = CFG_STORED;
 			h.size = static_cast<uint32_t>(block_len);
 			h.checksum = cfg_adler32(1, block, block_len);
-			payload = packed;
+			payload = scratch_head;
 		}
-		h.extra = static_cast<uint32_t>(block_len);
 		if (q + CFG_CHUNK_HEADER_SIZE + h.size > dst_size)
 			break;
 		q = put_chunk(out, q, h, payload);
 		consumed += static_cast<int64_t>(block_len);
 	}
 	if (consumed != *len) {
-		printf("Error: reading CfgBuf failed!\n");
+		cfg_say("Error: reading CfgBuf failed!\n");
 		return -1;
 	}
 	*len = static_cast<int>(q);
@@ -356,67 +490,43 @@ uint32_t cfg_stream_chunk_count(const char *src, size_t src_size, uint32_t len)
 
 int decompressCfgBufToBuf(const char *src, size_t src_size, int *len, char *dst, size_t dst_size)
 {
-	decode_state d = {};
-	d.walk = { bytes(src), src_size, static_cast<uint64_t>(std::max(*len, 0)), 0 };
-	d.out = bytes(dst);
-	d.out_size = dst_size;
-	cfg_chunk_header h;
-	while (next_chunk_header(&d.walk, &h)) {
-		// A chunk of another id is not skipped: its payload is read as the
-		// next header, as every gateway's reader has always done.
-		if (h.id != CFG_CHUNK_ID)
-			continue;
-		if (h.options == CFG_STORED)
-			decode_stored_chunk(&d, h);
-		else if (h.options == CFG_FASTLZ)
-			decode_fastlz_chunk(&d, h);
-		else
-			printf("Error: unknown compression method (%d)\n", h.options);
-	}
-	free(d.packed.data);
-	free(d.unpacked.data);
-	*len = static_cast<int>(std::min<uint64_t>(d.total, INT_MAX));
+	uint64_t kept_end;
+	uint64_t total = decode_stream(bytes(src), src_size, static_cast<uint64_t>(std::max(*len, 0)), bytes(dst),
+				       dst_size, false, &kept_end);
+	*len = static_cast<int>(std::min<uint64_t>(total, INT_MAX));
 	return 0;
 }
 
+// The decoded image replaces the raw one: bytes up to the decoded length are
+// the chunks' output (zeros where a chunk was skipped), and the raw image's
+// bytes after it stay as they were, as if the image had been copied over the
+// raw buffer. The new buffer is at least the raw buffer's size plus a NUL.
 int nox_configFileLzDecoder(char **buf, int *len)
 {
 	int n = nox_getCompressedConfigFileLength(*buf);
 	*len = n;
-	const char *stream = *buf + CFG_HEADER_SIZE;
+	const unsigned char *stream = bytes(*buf) + CFG_HEADER_SIZE;
 	size_t readable = CFG_IMAGE_BUF_SIZE - CFG_HEADER_SIZE;
-	// The work area is eight times the stream, or the whole image when the
-	// chunks promise more; an image beyond any the gateway writes is refused
-	// as if the area could not be had.
-	uint64_t promised = cfg_stream_decoded_length(stream, readable, static_cast<uint32_t>(n));
-	uint64_t work_size = std::max<uint64_t>(8 * static_cast<uint64_t>(n), promised);
-	char *work = nullptr;
-	if (promised <= CFG_MAX_DECODED_LEN)
-		work = static_cast<char *>(calloc(std::max<uint64_t>(work_size, 1), 1));
-	if (!work) {
-		printf("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
+	// An image beyond any the gateway writes is refused as if its work area
+	// could not be had.
+	uint64_t decoded = cfg_stream_decoded_length(*buf + CFG_HEADER_SIZE, readable, static_cast<uint32_t>(n));
+	size_t image_size = std::max<uint64_t>(decoded, CFG_IMAGE_BUF_SIZE);
+	unsigned char *image = nullptr;
+	if (decoded <= CFG_MAX_DECODED_LEN)
+		image = static_cast<unsigned char *>(malloc(image_size + 1));
+	if (!image) {
+		cfg_say("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
 		return -1;
 	}
-	if (decompressCfgBufToBuf(stream, readable, len, work, work_size) != 0) {
-		printf("%s: decompressed fail!\n", "nox_configFileLzDecoder");
-		free(work);
-		return -1;
-	}
-	size_t decoded = std::min<uint64_t>(static_cast<unsigned>(*len), work_size);
+	uint64_t kept_end;
+	decode_stream(stream, readable, static_cast<uint64_t>(n), image, decoded, true, &kept_end);
+	memset(image + kept_end, 0, decoded - kept_end);
+	if (decoded < CFG_IMAGE_BUF_SIZE)
+		memcpy(image + decoded, *buf + decoded, CFG_IMAGE_BUF_SIZE - decoded);
+	image[image_size] = '\0';
+	free(*buf);
+	*buf = reinterpret_cast<char *>(image);
 	*len = static_cast<int>(decoded);
-	if (decoded > CFG_IMAGE_BUF_SIZE) {
-		char *grown = static_cast<char *>(realloc(*buf, decoded + 1));
-		if (!grown) {
-			printf("Error: %s realloc fail!\n", "nox_configFileLzDecoder");
-			free(work);
-			return -1;
-		}
-		grown[decoded] = '\0';
-		*buf = grown;
-	}
-	memset(*buf, 0, decoded);
-	memcpy(*buf, work, decoded);
-	free(work);
 	return 0;
 }
 
@@ -437,93 +547,29 @@ int nox_configFileLzEncoder(char *buf, int *len)
 {
 	int plain = *len;
 	size_t area_size = CFG_HEADER_SIZE + cfg_stream_bound(static_cast<size_t>(std::max(plain, 0)));
-	char *area = static_cast<char *>(calloc(area_size, 1));
+	char *area = static_cast<char *>(malloc(area_size));
 	if (!area) {
-		printf("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzEncoder");
+		cfg_say("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzEncoder");
 		return -1;
 	}
 	int n = 0;
 	if (cfg_build_container(buf, plain, area, area_size, &n) != 0) {
-		printf("Error: compressCfgBufToBuf fail!\n");
+		cfg_say("Error: compressCfgBufToBuf fail!\n");
 		free(area);
 		return -1;
 	}
-	printf("compressed len = %d, uncompressed len = %d\n", n, plain);
+	cfg_say("compressed len = %d, uncompressed len = %d\n", n, plain);
 	// The container replaces the text in place, so it must fit in it.
 	if (static_cast<int64_t>(plain) < static_cast<int64_t>(n) + static_cast<int64_t>(CFG_HEADER_SIZE)) {
-		printf("Error: input buffer is not enough!\n");
+		cfg_say("Error: input buffer is not enough!\n");
 		free(area);
 		return -1;
 	}
-	memset(buf, 0, static_cast<size_t>(plain));
-	memcpy(buf, area, static_cast<size_t>(n) + CFG_HEADER_SIZE);
+	// The rest of the caller's buffer is cleared.
+	size_t used = static_cast<size_t>(n) + CFG_HEADER_SIZE;
+	memcpy(buf, area, used);
+	memset(buf + used, 0, static_cast<size_t>(plain) - used);
 	*len = n;
 	free(area);
 	return 0;
-}
-
-int nox_compressCfgBufferToFile(char *out_path, size_t out_size, char *buf, int *len)
-{
-	if (nox_configFileLzEncoder(buf, len) != 0) {
-		printf("%s: lz encode error!\n", "nox_compressCfgBufferToFile");
-		return 0;
-	}
-	FILE *f = safe_fopen(TMP_COMPRESS, "w");
-	if (!f) {
-		printf("%s: open file %s error!\n", "nox_compressCfgBufferToFile", TMP_COMPRESS);
-		return 0;
-	}
-	fwrite(buf, 1, static_cast<size_t>(*len) + CFG_HEADER_SIZE, f);
-	fclose(f);
-	if (out_size > 0)
-		snprintf(out_path, out_size, "%s", TMP_COMPRESS);
-	return 1;
-}
-
-int compressCfgFileToFile(const char *in_path, const char *out_path)
-{
-	struct stat st;
-	if (stat(in_path, &st) != 0) {
-		printf("Error: stat error.\n");
-		return -1;
-	}
-	FILE *in = fopen(in_path, "rb");
-	if (!in) {
-		printf("Error: could not open %s. Aborted.\n\n", in_path);
-		return -1;
-	}
-	size_t size = static_cast<size_t>(st.st_size);
-	printf("intput file size = %u\n", static_cast<unsigned>(size));
-	unsigned char *plain = static_cast<unsigned char *>(calloc(std::max<size_t>(size, 1), 1));
-	size_t out_size = cfg_stream_bound(size);
-	char *out = static_cast<char *>(calloc(out_size, 1));
-	if (!plain || !out || size > INT_MAX || !read_whole_file(in, plain, size)) {
-		printf("Error: could not open %s. Aborted.\n\n", in_path);
-		fclose(in);
-		free(plain);
-		free(out);
-		return -1;
-	}
-	fclose(in);
-	int len = static_cast<int>(size);
-	int rc = compressCfgBufToBuf(reinterpret_cast<const char *>(plain), out, out_size, &len);
-	free(plain);
-	printf("output len = %u\n", static_cast<unsigned>(len));
-	FILE *existing = fopen(out_path, "rb");
-	if (existing) {
-		fclose(existing);
-		printf("Error: file %s already exists. Aborted.\n\n", out_path);
-		free(out);
-		return -1;
-	}
-	FILE *f = fopen(out_path, "wb");
-	if (!f) {
-		printf("Error: could not create %s. Aborted.\n\n", out_path);
-		free(out);
-		return -1;
-	}
-	fwrite(out, 1, static_cast<size_t>(len), f);
-	fclose(f);
-	free(out);
-	return rc;
 }

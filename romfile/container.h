@@ -8,6 +8,9 @@
 #include <cstddef>
 #include <cstdint>
 
+// The container header's text before the length digits.
+constexpr char CFG_MAGIC[] = "<compressed len=";
+constexpr size_t CFG_MAGIC_LEN = sizeof CFG_MAGIC - 1;
 constexpr size_t CFG_HEADER_SIZE = 40;
 constexpr size_t CFG_CHUNK_HEADER_SIZE = 16;
 constexpr size_t CFG_BLOCK_SIZE = 65536;
@@ -32,6 +35,19 @@ struct cfg_chunk_header {
 	uint32_t extra;    // uncompressed length of the block
 };
 
+// The library's messages about a configuration image: printed on standard
+// output like any other, and also kept while a capture is set, so a reader
+// that keeps what it read can say it again word for word.
+struct cfg_said {
+	char *text;      // NUL-terminated, heap; the owner frees it
+	size_t len;
+	size_t capacity;
+	bool lost;       // something was printed that could not be kept
+};
+void cfg_say(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+// Sets the capture (null: none) and returns the one set before.
+cfg_said *cfg_capture_said(cfg_said *to);
+
 uint32_t cfg_adler32(uint32_t adler, const unsigned char *data, size_t len);
 void cfg_write_chunk_header(unsigned char *stream, size_t *offset, const cfg_chunk_header &h);
 void cfg_read_chunk_header(const unsigned char *stream, size_t *offset, cfg_chunk_header *h);
@@ -51,6 +67,7 @@ int nox_configFileLzDecoder(char **buf, int *len);
 // holds header and chunks, *LEN the chunk-stream length, and 0 is returned;
 // -1 when encoding fails or the container does not fit in *LEN bytes.
 int nox_configFileLzEncoder(char *buf, int *len);
+// Files (container_file.cpp).
 // Encodes BUF in place, writes the container to /tmp/tmp_compress and copies
 // that path into OUT_PATH (OUT_SIZE bytes). 1 on success, 0 on failure.
 int nox_compressCfgBufferToFile(char *out_path, size_t out_size, char *buf, int *len);

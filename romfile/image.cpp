@@ -43,7 +43,7 @@ int romfile_real_length(const char *buf, size_t size)
 	if (close && text_len >= ROM_OPEN_LEN && memcmp(buf, ROM_OPEN, ROM_OPEN_LEN) == 0)
 		return static_cast<int>(close - buf + ROM_CLOSE_LEN);
 	if (find_text(buf, text_len, ROM_OPEN, ROM_OPEN_LEN))
-		printf("Current ROM file is not valid!\n");
+		cfg_say("Current ROM file is not valid!\n");
 	return 0;
 }
 
@@ -72,7 +72,8 @@ uint32_t romfile_image_checksum(char **image, const char *who, bool *ok)
 	if (isCompressedConfigFile(*image)) {
 		int len = 0;
 		if (nox_configFileLzDecoder(image, &len) != 0) {
-			printf("%s: nox_configFileLzwDecoder fail!\n", who);
+			if (who)
+				printf("%s: nox_configFileLzwDecoder fail!\n", who);
 			*ok = false;
 			return 0;
 		}

@@ -11,7 +11,6 @@
 #include "flash/flash_io.h"
 #include "flash/mtd.h"
 #include "lib/safe_file.h"
-#include "mtd_dev.h"
 #include "romfile/container.h"
 #include "romfile/romfile.h"
 
@@ -19,8 +18,6 @@ namespace {
 
 constexpr char ROMD[] = "romd";
 constexpr char ROMD_DUMP[] = "/tmp/romd.cfg";
-constexpr char CFG_MAGIC[] = "<compressed len=";
-constexpr size_t CFG_MAGIC_LEN = sizeof CFG_MAGIC - 1;
 // The ">" may follow at most 7 length digits.
 constexpr size_t ROMD_LEN_FIELD = 8;
 
@@ -32,11 +29,8 @@ bool read_at_start(int fd, char *buf, size_t len)
 bool get_erase_size(int fd, uint32_t *erase_size)
 {
 	mtd_info_user info;
-	memset(&info, 0, sizeof info);
-	if (mtd_dev_ioctl(fd, MEMGETINFO, &info) < 0) {
-		printf("Could not get MTD device info from %s\n", ROMD);
+	if (!mtd_read_info(fd, ROMD, &info, stdout, false))
 		return false;
-	}
 	*erase_size = info.erasesize;
 	return true;
 }

@@ -2,6 +2,7 @@
 // read and which one to overwrite, and stamping a new image.
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include "flash/flash_io.h"
 #include "flash/mtd.h"
 #include "lib/safe_file.h"
+#include "romfile/container.h"
 #include "romfile/romfile.h"
 
 namespace {
@@ -16,26 +18,86 @@ namespace {
 constexpr char FIRST_ROMFILE[] = "romfile";
 constexpr char SECOND_ROMFILE[] = "second_romfile";
 
-// Opens PARTITION and reads its raw image into *BUF, a new
-// romfile_buf_alloc buffer. Returns the open descriptor, or -1 after the
-// failure is reported and *BUF freed; SHOWN is the partition name the open
-// failure prints.
-int open_image(const char *partition, const char *shown, char **buf)
+// How reading one copy ended.
+enum copy_outcome { COPY_UNREAD, COPY_READ, COPY_NO_OPEN, COPY_SHORT, COPY_NO_DECODE };
+
+// What one reading of a copy gave, kept for the rest of the invocation: the
+// copies do not change while a command runs, and atsh and rominfo ask for
+// the same copies several times. Every caller still prints exactly what a
+// reading of its own would have printed.
+struct copy_reading {
+	copy_outcome outcome;
+	romfile_sums sums;
+	cfg_said said; // what the decoder and the text parser printed
+};
+
+copy_reading readings[2];
+
+copy_reading *reading_slot(const char *partition)
 {
-	*buf = romfile_buf_alloc();
+	if (strcmp(partition, FIRST_ROMFILE) == 0)
+		return &readings[0];
+	if (strcmp(partition, SECOND_ROMFILE) == 0)
+		return &readings[1];
+	return nullptr;
+}
+
+void forget_reading(copy_reading *r)
+{
+	free(r->said.text);
+	*r = copy_reading();
+}
+
+void read_copy_into(const char *partition, copy_reading *r)
+{
+	char *buf = romfile_buf_alloc();
 	int fd = nox_open_mtd(partition, O_RDONLY);
 	if (fd < 0) {
-		printf("Could not open mtd device: %s\n", shown);
-	} else if (flash_read_at(fd, 0, *buf, ROMFILE_SIZE) != ROMFILE_SIZE) {
-		printf("read mtd device (MRD) error!!\n");
+		r->outcome = COPY_NO_OPEN;
+	} else if (flash_read_at(fd, 0, buf, ROMFILE_SIZE) != ROMFILE_SIZE) {
+		r->outcome = COPY_SHORT;
+	} else {
+		romfile_sums sums;
+		r->outcome = romfile_image_sums(&buf, nullptr, &sums) ? COPY_READ : COPY_NO_DECODE;
+		r->sums = sums;
+	}
+	if (fd >= 0)
 		close(fd);
-		fd = -1;
+	free(buf);
+}
+
+// Reads PARTITION, or recalls its reading; what the decoder said is printed
+// either way. SHOWN is the name an open failure prints, WHO the routine a
+// decoder failure names.
+const copy_reading *recall_copy(const char *partition, const char *shown, const char *who, copy_reading *scratch)
+{
+	copy_reading *r = reading_slot(partition);
+	if (r && r->outcome != COPY_UNREAD) {
+		if (r->said.len)
+			fputs(r->said.text, stdout);
+	} else {
+		if (!r) {
+			r = scratch;
+			*r = copy_reading();
+		}
+		cfg_said *outer = cfg_capture_said(&r->said);
+		read_copy_into(partition, r);
+		cfg_capture_said(outer);
+		if (r->said.lost && r != scratch) {
+			// Not kept: the next caller reads the copy again.
+			*scratch = *r;
+			scratch->said = cfg_said();
+			forget_reading(r);
+			r = scratch;
+		}
 	}
-	if (fd < 0) {
-		free(*buf);
-		*buf = nullptr;
-	}
-	return fd;
+	if (r->outcome == COPY_NO_OPEN)
+		printf("Could not open mtd device: %s\n", shown);
+	else if (r->outcome == COPY_SHORT)
+		printf("read mtd device (MRD) error!!\n");
+	else if (r->outcome == COPY_NO_DECODE)
+		printf("%s: nox_configFileLzwDecoder fail!\n", who);
+	return r;
 }
 
 bool read_copy(const char *partition, romfile_sums *sums)
@@ -62,22 +124,23 @@ int choose_copy(const char *first_error, const char *second_error,
 
 } // namespace
 
+void romfile_forget_copies()
+{
+	for (copy_reading &r : readings)
+		forget_reading(&r);
+}
+
 int getRomfileChecksumAndVersion(const char *partition, uint32_t *computed, uint32_t *stored,
 				 uint32_t *version)
 {
-	char *buf;
-	int fd = open_image(partition, partition, &buf);
-	if (fd < 0)
+	copy_reading scratch = {};
+	const copy_reading *r = recall_copy(partition, partition, "getRomfileChecksumAndVersion", &scratch);
+	free(scratch.said.text);
+	if (r->outcome != COPY_READ)
 		return 0;
-	romfile_sums sums;
-	int ok = romfile_image_sums(&buf, "getRomfileChecksumAndVersion", &sums);
-	free(buf);
-	close(fd);
-	if (!ok)
-		return 0;
-	*computed = sums.computed;
-	*stored = sums.stored;
-	*version = sums.version;
+	*computed = r->sums.computed;
+	*stored = r->sums.stored;
+	*version = r->sums.version;
 	return 1;
 }
 
@@ -98,17 +161,10 @@ uint32_t nox_getRomChksum()
 	const char *partition = index == ROMFILE_SECOND ? SECOND_ROMFILE : FIRST_ROMFILE;
 	// Field tools match the open failure line, which has always named the
 	// first copy.
-	char *buf;
-	int fd = open_image(partition, FIRST_ROMFILE, &buf);
-	if (fd < 0)
-		return 0;
-	bool ok;
-	uint32_t sum = romfile_image_checksum(&buf, "nox_getRomChksum", &ok);
-	free(buf);
-	// After a decoder failure the partition is left open, as it always was;
-	// the command exits right after.
-	if (ok)
-		close(fd);
+	copy_reading scratch = {};
+	const copy_reading *r = recall_copy(partition, FIRST_ROMFILE, "nox_getRomChksum", &scratch);
+	uint32_t sum = r->outcome == COPY_READ ? r->sums.computed : 0;
+	free(scratch.said.text);
 	return sum;
 }
 

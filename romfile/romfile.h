@@ -38,7 +38,8 @@ struct romfile_sums {
 char *romfile_buf_alloc();
 // Checksums and version of the raw image in *IMAGE (a romfile_buf_alloc
 // buffer, replaced by the decoded image when compressed). WHO names the
-// caller in the decoder's failure message. 1 on success, 0 on failure.
+// caller in the decoder's failure message (none when null). 1 on success, 0
+// on failure.
 int romfile_image_sums(char **image, const char *who, romfile_sums *sums);
 // nox_crc32 over the ROM file text of *IMAGE after decoding it, or 0 after a
 // decoder failure reported with WHO. *OK tells the two apart.
@@ -47,6 +48,12 @@ uint32_t romfile_image_checksum(char **image, const char *who, bool *ok);
 // The copy to read and the copy to overwrite, from both copies' sums.
 int romfile_choose_read_index(const romfile_sums &first, const romfile_sums &second);
 int romfile_choose_write_index(const romfile_sums &first, const romfile_sums &second);
+
+// The two copies are read at most once per invocation: getRomfileChecksumAndVersion,
+// the index choices and nox_getRomChksum keep what they read (and what was
+// printed while reading, which they print again) until this is called, as a
+// writer of a copy or a test that rewrites flash must.
+void romfile_forget_copies();
 
 int getRomfileChecksumAndVersion(const char *partition, uint32_t *computed, uint32_t *stored,
 				 uint32_t *version);

@@ -9,6 +9,7 @@
 #include "flash/fwtag.h"
 #include "flash/mrd.h"
 #include "helpers.h"
+#include "romfile/fw_validation.h"
 #include "romfile_fixtures.h"
 
 namespace {

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -195,6 +196,38 @@ TEST(ContainerEncoder, EncodesInPlaceOnlyWhenTheContainerFitsAndWritesFiles)
 	out = capture_stdout([&] { rc = compressCfgFileToFile("/tmp/plain.cfg", "/tmp/plain.lz"); });
 	EXPECT_EQ(rc, -1);
 	EXPECT_NE(out.find("Error: file /tmp/plain.lz already exists. Aborted.\n\n"), std::string::npos);
+}
+
+// /tmp is world-writable: whatever another user planted at the work file is
+// refused with the open failure, never followed, never waited on.
+TEST(ContainerEncoder, WorkFileRefusesWhatWasPlantedThere)
+{
+	const char *work = "/tmp/tmp_compress", *target = "/tmp/tmp_compress.target";
+	const struct { const char *name; int (*plant)(const char *, const char *); } cases[] = {
+		{ "symlink", [](const char *path, const char *to) { return symlink(to, path); } },
+		{ "dangling symlink", [](const char *path, const char *) { return symlink("/tmp/nowhere/x", path); } },
+		{ "fifo", [](const char *path, const char *) { return mkfifo(path, 0666); } },
+		{ "directory", [](const char *path, const char *) { return mkdir(path, 0777); } },
+	};
+	std::string text = gateway_romfile(20000);
+	for (auto &c : cases) {
+		unlink(work);
+		rmdir(work);
+		write_file(target, "kept");
+		ASSERT_EQ(c.plant(work, target), 0) << c.name;
+		std::vector<char> buf(text.begin(), text.end());
+		int len = static_cast<int>(buf.size()), rc = -1;
+		char path[64] = "unset";
+		std::string out = capture_stdout([&] { rc = nox_compressCfgBufferToFile(path, sizeof path, buf.data(), &len); });
+		EXPECT_EQ(rc, 0) << c.name;
+		std::string refusal = "nox_compressCfgBufferToFile: open file /tmp/tmp_compress error!\n";
+		EXPECT_EQ(out.substr(out.find('\n') + 1), refusal) << c.name;
+		EXPECT_STREQ(path, "unset") << c.name;
+		EXPECT_EQ(read_file(target), "kept") << c.name;
+	}
+	unlink(work);
+	rmdir(work);
+	unlink(target);
 }
 
 } // namespace

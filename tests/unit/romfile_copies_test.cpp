@@ -23,8 +23,17 @@ uint32_t crc_of(const std::string &text)
 // The romfile and ROM-D partitions come back as the gateway's other tests expect them.
 class RomfileFlash : public testing::Test {
 protected:
+	RomfileFlash() { romfile_forget_copies(); }
+	~RomfileFlash() override { romfile_forget_copies(); }
 	SavedFiles saved_{ FIRST, SECOND, ROMD_DEV, "/tmp/new_romfile", "/tmp/romd.cfg" };
 };
+
+// A copy rewritten under the program: what it kept of the old one goes.
+void write_copy(const char *dev, const std::string &image)
+{
+	write_file(dev, image);
+	romfile_forget_copies();
+}
 
 // A copy of the configuration, compressed or plain: V valid, B with a wrong
 // checksum, E holding no ROM file.
@@ -64,8 +73,8 @@ TEST_F(RomfileFlash, ChoosesTheCopyToReadAndToOverwrite)
 		{ V, 0xFFFFFFFFu, V, 0, 1, 2 }, // versions compare unsigned
 	};
 	for (auto &c : cases) {
-		write_file(FIRST, copy_image(text1, c.s1, c.v1));
-		write_file(SECOND, copy_image(text2, c.s2, c.v2, false));
+		write_copy(FIRST, copy_image(text1, c.s1, c.v1));
+		write_copy(SECOND, copy_image(text2, c.s2, c.v2, false));
 		EXPECT_EQ(get_read_romfile_index(), c.read) << c.v1 << " " << c.v2;
 		EXPECT_EQ(get_write_romfile_index(), c.write) << c.v1 << " " << c.v2;
 		uint32_t expect_sum = c.read == 2 ? crc_of(text2) : c.s1 == E ? 0xFFFFFFFFu : crc_of(text1);
@@ -75,18 +84,40 @@ TEST_F(RomfileFlash, ChoosesTheCopyToReadAndToOverwrite)
 
 TEST_F(RomfileFlash, ReadFailures)
 {
-	write_file(FIRST, std::string(1000, 'x'));
-	write_file(SECOND, copy_image("<ROMFILE/></ROMFILE>", V, 1));
+	write_copy(FIRST, std::string(1000, 'x'));
+	write_copy(SECOND, copy_image("<ROMFILE/></ROMFILE>", V, 1));
 	EXPECT_EQ(capture_stdout([] { EXPECT_EQ(get_read_romfile_index(), 0); }),
 		  "read mtd device (MRD) error!!\nget first romfile checksum and version error ");
 	EXPECT_EQ(capture_stdout([] { EXPECT_EQ(get_write_romfile_index(), 0); }),
 		  "read mtd device (MRD) error!!\nget first romfile error ");
-	write_file(FIRST, copy_image("<ROMFILE/></ROMFILE>", V, 1));
+	write_copy(FIRST, copy_image("<ROMFILE/></ROMFILE>", V, 1));
 	// A container whose chunks promise more than any image is refused.
-	write_file(SECOND, partition_image(make_container(make_chunk(17, 1, "x", 0, 0xFFFFFFF0u)), 0, 0));
+	write_copy(SECOND, partition_image(make_container(make_chunk(17, 1, "x", 0, 0xFFFFFFF0u)), 0, 0));
 	EXPECT_EQ(capture_stdout([] { EXPECT_EQ(get_write_romfile_index(), 0); }),
 		  "nox_configFileLzDecoder: fastlz calloc compressed buffer fail!\n"
 		  "getRomfileChecksumAndVersion: nox_configFileLzwDecoder fail!\nget second romfile error ");
+}
+
+// atsh and rominfo read each copy once: later callers get the kept sums and
+// print again what the reading printed.
+TEST_F(RomfileFlash, EachCopyIsReadOnceAndItsMessagesRepeated)
+{
+	std::string text = gateway_romfile(30000);
+	std::string odd_chunk = make_chunk(17, 5, "", 0, 0); // reported, then the next header follows
+	write_copy(FIRST, partition_image(make_container(odd_chunk + independent_stream(text)), crc_of(text), 7));
+	write_copy(SECOND, copy_image(text, V, 6));
+	const char *said = "Error: unknown compression method (5)\n";
+	uint32_t sum = 0;
+	EXPECT_EQ(capture_stdout([&] { sum = nox_getRomChksum(); }), std::string(said) + said);
+	EXPECT_EQ(sum, crc_of(text));
+	uint32_t computed = 0, stored = 0, version = 0;
+	write_file(FIRST, std::string(ROMFILE_SIZE, '\xff')); // not read again until forgotten
+	EXPECT_EQ(capture_stdout([&] { getRomfileChecksumAndVersion("romfile", &computed, &stored, &version); }), said);
+	EXPECT_EQ(version, 7u);
+	romfile_forget_copies();
+	EXPECT_EQ(capture_stdout([&] { sum = nox_getRomChksum(); }), "");
+	EXPECT_EQ(sum, crc_of(text)); // the second copy now
+	EXPECT_EQ(get_read_romfile_index(), 2);
 }
 
 TEST_F(RomfileFlash, StampsAnImageForTheOtherCopy)
@@ -94,7 +125,7 @@ TEST_F(RomfileFlash, StampsAnImageForTheOtherCopy)
 	std::string text = gateway_romfile(50000), image = make_container(independent_stream(text));
 	const struct { int index; uint32_t other_version, expect_version; } cases[] = { { 1, 41, 42 }, { 2, 0xFFFFFFFFu, 0 } };
 	for (auto &c : cases) {
-		write_file(c.index == 1 ? SECOND : FIRST, copy_image("<ROMFILE/></ROMFILE>", V, c.other_version));
+		write_copy(c.index == 1 ? SECOND : FIRST, copy_image("<ROMFILE/></ROMFILE>", V, c.other_version));
 		write_file("/tmp/new_romfile", image);
 		ASSERT_EQ(updateRomfileChecksumAndVersion("/tmp/new_romfile", c.index), 1);
 		std::string stamped = read_file("/tmp/new_romfile");
