@@ -264,20 +264,64 @@ void keep_parse_error(const char *message)
 	snprintf(parse_error, sizeof parse_error, "%s", message);
 }
 
-// The whole store file; an absent file is an empty store (*absent set).
-bool read_store_file(std::string *text, bool *absent)
+// What identifies one version of the store file. Writers replace the file by
+// rename, so a new version is a new inode; size and modification time catch
+// a file rewritten in place.
+struct StoreVersion {
+	bool absent;
+	dev_t dev;
+	ino_t ino;
+	off_t size;
+	time_t mtime_sec;
+	long mtime_nsec;
+};
+
+bool same_version(const StoreVersion &a, const StoreVersion &b)
 {
-	*absent = false;
+	if (a.absent || b.absent)
+		return a.absent == b.absent;
+	return a.dev == b.dev && a.ino == b.ino && a.size == b.size && a.mtime_sec == b.mtime_sec &&
+	       a.mtime_nsec == b.mtime_nsec;
+}
+
+// The tree of the store file as last parsed by this process, kept while the
+// file stays that version: a command may read the store thousands of times,
+// and each read would otherwise parse the whole file again. Reachable from
+// here until exit, so never a leak.
+struct StoreCache {
+	mxml_node_t *root = nullptr;
+	StoreVersion version{};
+};
+StoreCache cache;
+
+void drop_cache()
+{
+	if (cache.root)
+		mxmlDelete(cache.root);
+	cache.root = nullptr;
+}
+
+// The store file's version; its whole text too unless it is the cached
+// version (*unchanged set). An absent file is an empty store.
+bool read_store_file(std::string *text, StoreVersion *version, bool *unchanged)
+{
+	*version = StoreVersion{};
+	*unchanged = false;
 	int fd = safe_open(GW_STORE_FILE, O_RDONLY);
 	if (fd < 0) {
-		*absent = errno == ENOENT;
-		if (!*absent)
+		version->absent = errno == ENOENT;
+		if (!version->absent)
 			sim_store_complain("cannot read %s: %s", GW_STORE_FILE, safe_open_error(errno));
-		return *absent;
+		*unchanged = version->absent && cache.root && same_version(*version, cache.version);
+		return version->absent;
 	}
 	struct stat st;
 	bool ok = fstat(fd, &st) == 0 && st.st_size <= STORE_FILE_MAX;
 	if (ok) {
+		*version = StoreVersion{false, st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec};
+		*unchanged = cache.root && same_version(*version, cache.version);
+	}
+	if (ok && !*unchanged) {
 		text->resize(static_cast<size_t>(st.st_size));
 		ok = read(fd, &(*text)[0], text->size()) == static_cast<ssize_t>(text->size());
 	}
@@ -287,13 +331,9 @@ bool read_store_file(std::string *text, bool *absent)
 	return ok;
 }
 
-// The store's tree, or nullptr after saying why it cannot be read.
-mxml_node_t *load_store()
+// The tree of TEXT, or nullptr after saying why it is no configuration.
+mxml_node_t *parse_store(const std::string &text, bool absent)
 {
-	std::string text;
-	bool absent;
-	if (!read_store_file(&text, &absent))
-		return nullptr;
 	if (absent)
 		return mxmlNewElement(MXML_NO_PARENT, ROOT_ELEMENT);
 	// No callback: the store has elements and attributes only, so text
@@ -311,6 +351,34 @@ mxml_node_t *load_store()
 		return nullptr;
 	}
 	restore_bytes(root);
+	return root;
+}
+
+// The store's current tree, owned by the cache: valid until the next call
+// into the store. nullptr after saying why it cannot be read.
+mxml_node_t *cached_store()
+{
+	std::string text;
+	StoreVersion version;
+	bool unchanged;
+	if (!read_store_file(&text, &version, &unchanged)) {
+		drop_cache();
+		return nullptr;
+	}
+	if (unchanged)
+		return cache.root;
+	drop_cache();
+	cache.root = parse_store(text, version.absent);
+	cache.version = version;
+	return cache.root;
+}
+
+// The store's tree for the caller to change and delete: the cached one is
+// handed over (a write follows, making it stale), else a fresh parse.
+mxml_node_t *load_store()
+{
+	mxml_node_t *root = cached_store();
+	cache.root = nullptr;
 	return root;
 }
 
@@ -462,7 +530,7 @@ int tcapi_get(const char *node, const char *attr, char *value)
 {
 	if (!node || !is_valid_attr_name(attr) || !value)
 		return -1;
-	mxml_node_t *root = load_store();
+	mxml_node_t *root = cached_store();
 	if (!root)
 		return SIM_STORE_FAULT;
 	int rc = -1;
@@ -476,7 +544,6 @@ int tcapi_get(const char *node, const char *attr, char *value)
 			rc = 0;
 		}
 	}
-	mxmlDelete(root);
 	return rc;
 }
 
@@ -529,7 +596,7 @@ int sim_store_unset(const char *node, const char *attr)
 
 int sim_store_show(const char *node, sim_store_attr_fn fn, void *ctx)
 {
-	mxml_node_t *root = load_store();
+	mxml_node_t *root = cached_store();
 	if (!root)
 		return SIM_STORE_FAULT;
 	int rc = -1;
@@ -546,7 +613,6 @@ int sim_store_show(const char *node, sim_store_attr_fn fn, void *ctx)
 		}
 		rc = 0;
 	}
-	mxmlDelete(root);
 	return rc;
 }
 
