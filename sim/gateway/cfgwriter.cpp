@@ -31,7 +31,6 @@
 #include "config_image.h"
 #include "flash/mtd.h"
 #include "lib/safe_file.h"
-#include "mtd_dev.h"
 #include "romfile/image_builder.h"
 #include "romfile/romfile.h"
 #include "sim_store.h"
@@ -164,8 +163,8 @@ size_t romd_room()
 	int fd = nox_open_mtd("romd", O_RDONLY);
 	if (fd < 0)
 		return 0;
-	mtd_info_user info = {};
-	bool ok = mtd_dev_ioctl(fd, MEMGETINFO, &info) == 0;
+	mtd_info_user info;
+	bool ok = mtd_read_info(fd, "romd", &info, stderr, false);
 	close(fd);
 	return ok ? info.erasesize : 0;
 }
