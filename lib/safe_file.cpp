@@ -93,6 +93,21 @@ bool safe_file_is(int fd, const char *path)
 	return S_ISREG(named.st_mode) && held.st_dev == named.st_dev && held.st_ino == named.st_ino;
 }
 
+bool write_all(int fd, const void *data, size_t len)
+{
+	const char *p = static_cast<const char *>(data);
+	while (len > 0) {
+		ssize_t n = write(fd, p, len);
+		if (n < 0 && errno == EINTR)
+			continue;
+		if (n <= 0)
+			return false;
+		p += n;
+		len -= static_cast<size_t>(n);
+	}
+	return true;
+}
+
 FILE *safe_fopen(const char *path, const char *mode)
 {
 	for (const StdioMode &m : stdio_modes) {

@@ -35,6 +35,10 @@ int safe_create_unique(char *path_template, mode_t mode = 0600);
 // handed to another program.
 bool safe_file_is(int fd, const char *path);
 
+// Writes all LEN bytes of DATA to FD, going on after short writes and
+// interrupted calls. False when a write fails.
+bool write_all(int fd, const void *data, size_t len);
+
 // stdio over safe_open: modes "r", "rb", "r+", "w", "wb", "w+", "a". The
 // writing modes create the file if missing and truncate it only once it is
 // known to be a regular file.

@@ -23,18 +23,6 @@ void read_up_to(int fd, unsigned char *buf, size_t len)
 	}
 }
 
-bool write_all(int fd, const unsigned char *buf, size_t len)
-{
-	size_t put = 0;
-	while (put < len) {
-		ssize_t n = write(fd, buf + put, len - put);
-		if (n <= 0)
-			return false;
-		put += static_cast<size_t>(n);
-	}
-	return true;
-}
-
 } // namespace
 
 void wlan_journal_clear(WlanJournal *j)

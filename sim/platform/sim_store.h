@@ -45,8 +45,5 @@ int sim_store_save_to_flash(const char *text, size_t len, int store_lock);
 // Stores the ROM file text at PATH as ROM-D. 0 = written.
 int sim_store_write_romd(const char *path);
 
-// Writes all LEN bytes of DATA to FD. false on failure.
-bool sim_write_all(int fd, const char *data, size_t len);
-
 // Prints "tcapi: " and the formatted message as one line on standard error.
 __attribute__((format(printf, 1, 2))) void sim_store_complain(const char *fmt, ...);

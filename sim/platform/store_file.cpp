@@ -27,20 +27,6 @@ bool under_root(char *out, size_t size, const char *root, const char *path)
 
 } // namespace
 
-bool sim_write_all(int fd, const char *data, size_t len)
-{
-	while (len > 0) {
-		ssize_t n = write(fd, data, len);
-		if (n < 0 && errno == EINTR)
-			continue;
-		if (n <= 0)
-			return false;
-		data += n;
-		len -= static_cast<size_t>(n);
-	}
-	return true;
-}
-
 void sim_store_complain(const char *fmt, ...)
 {
 	va_list ap;
@@ -86,7 +72,7 @@ bool sim_store_write_file(const char *root, const char *text, size_t len)
 	// Under the lock nobody else uses the temporary name; whatever a killed
 	// writer or anyone else left there is removed, never followed.
 	int fd = safe_create(temp, 0644);
-	bool ok = fd >= 0 && sim_write_all(fd, text, len);
+	bool ok = fd >= 0 && write_all(fd, text, len);
 	if (fd >= 0)
 		ok = close(fd) == 0 && ok;
 	ok = ok && rename(temp, path) == 0;

@@ -70,7 +70,7 @@ int sim_store_save_to_flash(const char *text, size_t len, int store_lock)
 		return -1;
 	}
 	unlink(name);
-	bool ok = sim_write_all(fd, text, len) && lseek(fd, 0, SEEK_SET) == 0;
+	bool ok = write_all(fd, text, len) && lseek(fd, 0, SEEK_SET) == 0;
 	int rc = ok ? run_writer("save", "-", fd, store_lock) : -1;
 	close(fd);
 	if (!ok)

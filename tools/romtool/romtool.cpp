@@ -18,6 +18,7 @@
 
 #include "flash/byteorder.h"
 #include "flash/crc32.h"
+#include "lib/safe_file.h"
 #include "romfile/container.h"
 #include "romfile/image_builder.h"
 #include "romfile/romfile.h"
@@ -166,14 +167,8 @@ bool write_output(const char *path, const std::string &data, const char **why)
 		*why = strerror(errno);
 		return false;
 	}
-	size_t done = 0;
-	while (done < data.size()) {
-		ssize_t n = write(fd, data.data() + done, data.size() - done);
-		if (n <= 0)
-			break;
-		done += static_cast<size_t>(n);
-	}
-	bool ok = close(fd) == 0 && done == data.size();
+	bool written = write_all(fd, data.data(), data.size());
+	bool ok = close(fd) == 0 && written;
 	if (!ok)
 		*why = "write error";
 	return ok;
