@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
 # What the simulated gateway costs: `gwsim run` beside running the same
-# binary directly on the workstation, interleaved in the same run so that
-# load on the machine hits both alike, and a fresh `gwsim init`.
+# binary directly on the workstation, alternated in the same run so that load
+# on the machine hits both alike; the run that boots a gateway; a fresh
+# `gwsim init`.
 # Usage: bench/gwsim.sh [RUNS]   (default 300; uses build-bench/, Release)
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 runs=${1:-300}
 build=${GWSIM_BUILD:-$root/build-bench}
 if [ -z "${GWSIM_BUILD:-}" ]; then
+	"$root/scripts/deps.sh"
 	cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DSYS_TESTS=OFF >/dev/null
 	cmake --build "$build" -j2 >/dev/null
 fi
@@ -17,35 +19,48 @@ trap 'rm -rf "$work"' EXIT
 gwsim=$root/sim/gwsim
 gw=$work/gw
 "$gwsim" init "$gw"
+cc -O2 -o "$work/spawn_pair" "$root/bench/spawn_pair.c"
+direct=(/bin/busybox true)
+through=("$gwsim" run "$gw" -- /bin/busybox true)
 
 now() { date +%s%N; }
-# Rounds of ten direct runs then ten through gwsim run, alternating.
-direct_ns=0 gwsim_ns=0
+ms() { awk -v a="$1" 'BEGIN { printf "%.2f", a / 1000 }'; }
+
+# Started as a program starts them: posix_spawn and wait.
+"${through[@]}"
+read -r _ d_med d_mean _ g_med g_mean < <("$work/spawn_pair" "$runs" -- "${direct[@]}" -- "${through[@]}" | tr '\n' ' ')
+
+# Started from a bash loop, ten of each in turn: bash forks a copy of itself
+# for every command, which makes every start dearer.
+sh_direct=0 sh_gwsim=0
 for _ in $(seq $((runs / 10))); do
 	t0=$(now)
-	for _ in 1 2 3 4 5 6 7 8 9 10; do /bin/busybox true; done
+	for _ in 1 2 3 4 5 6 7 8 9 10; do "${direct[@]}"; done
 	t1=$(now)
-	for _ in 1 2 3 4 5 6 7 8 9 10; do "$gwsim" run "$gw" -- /bin/busybox true; done
+	for _ in 1 2 3 4 5 6 7 8 9 10; do "${through[@]}"; done
 	t2=$(now)
-	direct_ns=$((direct_ns + t1 - t0)) gwsim_ns=$((gwsim_ns + t2 - t1))
+	sh_direct=$((sh_direct + t1 - t0)) sh_gwsim=$((sh_gwsim + t2 - t1))
 done
 n=$((runs / 10 * 10))
-direct_us=$((direct_ns / n / 1000)) gwsim_us=$((gwsim_ns / n / 1000))
+sh_direct=$((sh_direct / n / 1000)) sh_gwsim=$((sh_gwsim / n / 1000))
 
-# init: the median of a few fresh gateways.
-inits=()
+# The run that boots a gateway (none up: a fresh one), and init.
+boots=() inits=()
 for i in 1 2 3 4 5 6 7; do
 	t0=$(now)
-	"$gwsim" init "$work/init$i" >/dev/null
+	"$gwsim" init "$work/fresh$i" >/dev/null
 	t1=$(now)
+	"$gwsim" run "$work/fresh$i" -- "${direct[@]}"
+	t2=$(now)
 	inits+=($(((t1 - t0) / 1000000)))
-	rm -rf "$work/init$i"
+	boots+=($(((t2 - t1) / 1000)))
+	rm -rf "$work/fresh$i"
 done
-init_ms=$(printf '%s\n' "${inits[@]}" | sort -n | sed -n 4p)
+median() { printf '%s\n' "$@" | sort -n | sed -n 4p; }
 
 cat <<EOT
-busybox true, direct          ${direct_us} us per run
-busybox true, gwsim run       ${gwsim_us} us per run
-gwsim run overhead            $((gwsim_us - direct_us)) us per run ($(awk -v a="$gwsim_us" -v b="$direct_us" 'BEGIN { printf "%.1f", a / b }') x the command alone)
-gwsim init                    ${init_ms} ms (median of 7: ${inits[*]})
+busybox true, posix_spawn     direct $(ms "$d_med") ms   gwsim run $(ms "$g_med") ms   overhead $(ms $((g_med - d_med))) ms (median of $runs; means $(ms "$d_mean") / $(ms "$g_mean"), overhead $(ms $((g_mean - d_mean))) ms)
+busybox true, bash loop       direct $(ms "$sh_direct") ms   gwsim run $(ms "$sh_gwsim") ms   overhead $(ms $((sh_gwsim - sh_direct))) ms (mean of $n)
+first run, booting a gateway  $(ms "$(median "${boots[@]}")") ms (median of 7: ${boots[*]} us)
+gwsim init                    $(median "${inits[@]}") ms (median of 7: ${inits[*]} ms)
 EOT

@@ -5,6 +5,7 @@ set -eu
 packages=(
 	build-essential cmake pkg-config git
 	busybox-static util-linux
+	klibc-utils musl-tools
 	libmxml-dev
 	verilator
 	zlib1g-dev
