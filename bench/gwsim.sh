@@ -28,7 +28,7 @@ ms() { awk -v a="$1" 'BEGIN { printf "%.2f", a / 1000 }'; }
 
 # Started as a program starts them: posix_spawn and wait.
 "${through[@]}"
-read -r _ d_med d_mean _ g_med g_mean < <("$work/spawn_pair" "$runs" -- "${direct[@]}" -- "${through[@]}" | tr '\n' ' ')
+read -r _ d_med d_mean _ g_med g_mean < <("$work/spawn_pair" "$runs" -- "${direct[@]}" -- "${through[@]}" | paste -sd ' ')
 
 # Started from a bash loop, ten of each in turn: bash forks a copy of itself
 # for every command, which makes every start dearer.
