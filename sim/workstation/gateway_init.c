@@ -145,24 +145,24 @@ static void enter_namespaces(void)
 	write_proc_file("/proc/self/gid_map", map);
 }
 
+/* A read-only remount must repeat the flags the workstation's mount has
+ * locked, or the kernel refuses it. */
+static const unsigned long LOCKED_FLAGS[][2] = {
+	/* statvfs flag, mount flag */
+	{ST_NOSUID, MS_NOSUID},   {ST_NODEV, MS_NODEV},           {ST_NOEXEC, MS_NOEXEC},
+	{ST_NOATIME, MS_NOATIME}, {ST_NODIRATIME, MS_NODIRATIME}, {ST_RELATIME, MS_RELATIME},
+};
+
 static unsigned long locked_flags(const char *path)
 {
 	struct statvfs vfs;
 	unsigned long flags = 0;
 	if (statvfs(path, &vfs) < 0)
 		return 0;
-	if (vfs.f_flag & ST_NOSUID)
-		flags |= MS_NOSUID;
-	if (vfs.f_flag & ST_NODEV)
-		flags |= MS_NODEV;
-	if (vfs.f_flag & ST_NOEXEC)
-		flags |= MS_NOEXEC;
-	if (vfs.f_flag & ST_NOATIME)
-		flags |= MS_NOATIME;
-	if (vfs.f_flag & ST_NODIRATIME)
-		flags |= MS_NODIRATIME;
-	if (vfs.f_flag & ST_RELATIME)
-		flags |= MS_RELATIME;
+	for (size_t i = 0; i < sizeof LOCKED_FLAGS / sizeof LOCKED_FLAGS[0]; i++) {
+		if (vfs.f_flag & LOCKED_FLAGS[i][0])
+			flags |= LOCKED_FLAGS[i][1];
+	}
 	return flags;
 }
 
@@ -569,12 +569,17 @@ static void start_init(int listener, int ready)
 	_exit(0);
 }
 
-static socklen_t gateway_address(const struct gateway_name *name, struct sockaddr_un *addr)
+/* A socket, and the address of the gateway's name. */
+static int name_socket(const struct gateway_name *name, struct sockaddr_un *addr, socklen_t *len)
 {
 	memset(addr, 0, sizeof *addr);
 	addr->sun_family = AF_UNIX;
 	memcpy(addr->sun_path, name->path, name->len);
-	return (socklen_t)(offsetof(struct sockaddr_un, sun_path) + name->len);
+	*len = (socklen_t)(offsetof(struct sockaddr_un, sun_path) + name->len);
+	int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+	if (fd < 0)
+		die("cannot make a socket", NULL);
+	return fd;
 }
 
 void gateway_name_of(struct gateway_name *name, uid_t owner, const struct gateway_marker *m)
@@ -589,10 +594,8 @@ void gateway_name_of(struct gateway_name *name, uid_t owner, const struct gatewa
 int gateway_connect(const struct gateway_name *name)
 {
 	struct sockaddr_un addr;
-	socklen_t len = gateway_address(name, &addr);
-	int link = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-	if (link < 0)
-		die("cannot make a socket", NULL);
+	socklen_t len;
+	int link = name_socket(name, &addr, &len);
 	if (connect(link, (const struct sockaddr *)&addr, len) == 0)
 		return link;
 	int err = errno;
@@ -603,15 +606,13 @@ int gateway_connect(const struct gateway_name *name)
 
 int gateway_boot(const struct gateway_name *name)
 {
-	struct sockaddr_un addr;
-	socklen_t len = gateway_address(name, &addr);
 	/* The name is bound here, in the workstation's network namespace,
 	 * before the init's own is made: only runs on the workstation reach it.
 	 * Binding it is also what makes one run, of several at once, the one
 	 * that boots. */
-	int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-	if (listener < 0)
-		die("cannot make a socket", NULL);
+	struct sockaddr_un addr;
+	socklen_t len;
+	int listener = name_socket(name, &addr, &len);
 	if (bind(listener, (const struct sockaddr *)&addr, len) < 0) {
 		if (errno != EADDRINUSE)
 			die("cannot name the gateway", NULL);
