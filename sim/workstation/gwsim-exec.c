@@ -71,7 +71,7 @@ static void drop_root(const struct gateway_marker *dir, const char *name)
 }
 
 /* The init is a process of this user, whatever else may listen there. */
-static int init_of(int link, const char *name)
+static pid_t init_pid(int link, const char *name)
 {
 	struct ucred peer;
 	socklen_t len = sizeof peer;
@@ -79,11 +79,60 @@ static int init_of(int link, const char *name)
 		die("cannot ask the gateway's init who it is", NULL);
 	if (peer.uid != geteuid())
 		refuse(": another user holds the name of its gateway", name);
+	return peer.pid;
+}
+
+/* The namespaces of an init as files, the user namespace first: being
+ * owner there is what allows joining the others. */
+static const char *const NAMESPACE_FILES[] = {"user", "mnt", "pid", "net", "uts", "ipc"};
+#define NAMESPACES (sizeof NAMESPACE_FILES / sizeof NAMESPACE_FILES[0])
+
+/* Where the kernel joins no namespaces through a process descriptor. All
+ * are opened first: once the mount namespace is joined, /proc is the
+ * gateway's. */
+static int join_by_files(pid_t init)
+{
+	int fds[NAMESPACES];
+	size_t opened = 0;
+	for (; opened < NAMESPACES; opened++) {
+		char path[64];
+		snprintf(path, sizeof path, "/proc/%d/ns/%s", (int)init, NAMESPACE_FILES[opened]);
+		fds[opened] = open(path, O_RDONLY | O_CLOEXEC);
+		if (fds[opened] < 0)
+			break;
+	}
+	int joined = opened == NAMESPACES;
+	for (size_t i = 0; i < opened; i++) {
+		joined = joined && setns(fds[i], 0) == 0;
+		close(fds[i]);
+	}
+	return joined;
+}
+
+/* Joins the init's namespaces; 0 when the init died since it was found. */
+static int join_init(int link, const char *name)
+{
+	pid_t pid = init_pid(link, name);
 	int init;
-	len = sizeof init;
-	if (getsockopt(link, SOL_SOCKET, SO_PEERPIDFD, &init, &len) == 0)
-		return init;
-	return (int)syscall(SYS_pidfd_open, peer.pid, 0);
+	socklen_t len = sizeof init;
+	if (getsockopt(link, SOL_SOCKET, SO_PEERPIDFD, &init, &len) < 0)
+		init = (int)syscall(SYS_pidfd_open, pid, 0);
+	if (init >= 0) {
+		int joined = setns(init, GATEWAY_NAMESPACES) == 0;
+		int err = errno;
+		close(init);
+		errno = err;
+		if (joined || errno == ESRCH)
+			return joined;
+	} else if (errno == ESRCH) {
+		return 0;
+	}
+	if (join_by_files(pid))
+		return 1;
+	if (errno == ENOENT || errno == ESRCH)
+		return 0;
+	die("cannot join the gateway", name);
+	return 0;
 }
 
 static void pause_ms(long ms)
@@ -119,16 +168,11 @@ static void join_gateway(const struct gateway_name *gw, const char *name)
 				pause_ms(1);
 			continue;
 		}
-		int init = init_of(link, name);
-		close(link);
-		if (init >= 0 && setns(init, GATEWAY_NAMESPACES) == 0) {
-			close(init);
-			return;
-		}
 		/* Only an init that died since it was found is tried again. */
-		if (init < 0 || errno != ESRCH)
-			die("cannot join the gateway", name);
-		close(init);
+		int joined = join_init(link, name);
+		close(link);
+		if (joined)
+			return;
 	}
 	errno = ETIMEDOUT;
 	die("no gateway init answers for", name);
