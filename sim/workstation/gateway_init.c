@@ -131,8 +131,7 @@ static void enter_namespaces(void)
 {
 	uid_t uid = getuid();
 	gid_t gid = getgid();
-	if (unshare(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWNET | CLONE_NEWUTS |
-		    CLONE_NEWIPC) < 0) {
+	if (unshare(GATEWAY_NAMESPACES) < 0) {
 		fprintf(stderr, "gwsim: cannot seal the gateway: this kernel allows no user namespace here (%s)\n",
 			strerror(errno));
 		exit(EXIT_SETUP);

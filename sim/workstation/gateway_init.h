@@ -17,6 +17,11 @@
 
 #define EXIT_SETUP 125
 
+/* The namespaces a gateway has of its own, made at boot and joined by runs
+ * (<sched.h>'s flags). */
+#define GATEWAY_NAMESPACES \
+	(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWNET | CLONE_NEWUTS | CLONE_NEWIPC)
+
 /* DIR/.gwsim, which gwsim init makes first: its owner is the gateway's, and
  * its identity and birth time tell this gateway from one made before it in
  * its place (inode numbers are soon reused). */

@@ -37,8 +37,6 @@
 
 #define GATEWAY_PATH "/userfs/bin:/bin:/sbin:/usr/bin"
 #define USAGE "usage: gwsim init DIR | gwsim run DIR -- CMD [ARGS...] | gwsim shell DIR"
-#define GATEWAY_NAMESPACES \
-	(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWNET | CLONE_NEWUTS | CLONE_NEWIPC)
 #ifndef SO_PEERPIDFD
 #define SO_PEERPIDFD 77
 #endif
