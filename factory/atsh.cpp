@@ -61,17 +61,19 @@ void print_identity(const unsigned char *mrd, const FwTag &tag, const char *boot
 
 } // namespace
 
-// A quantity of 0 gives one less than the first address, and the high half
+// A quantity of 0 gives one less than the first address, with no borrow
+// into the high half (a low half of 0 shows as FFFFFFFF), and the high half
 // may grow past 24 bits: the station's records were made with this
-// arithmetic, so it stays.
+// arithmetic, so it stays. The sum is signed, so -1 never meets the carry.
 void last_mac_address(const unsigned char *mac, unsigned quantity, uint32_t *high, uint32_t *low)
 {
 	*high = mac_half(mac);
-	*low = mac_half(mac + 3) + quantity - 1;
-	if (*low >= MAC_HALF_LIMIT) {
+	int32_t sum = int32_t(mac_half(mac + 3)) + int32_t(quantity & 0xFF) - 1;
+	if (sum >= int32_t(MAC_HALF_LIMIT)) {
 		*high += 1;
-		*low &= MAC_HALF_LIMIT - 1;
+		sum &= int32_t(MAC_HALF_LIMIT - 1);
 	}
+	*low = uint32_t(sum);
 }
 
 int atsh_cmd(int, char *[], void *)

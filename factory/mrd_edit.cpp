@@ -49,6 +49,8 @@ void write_record(const unsigned char *mrd)
 	set_block0_permission(0);
 }
 
+// Every numeric argument of atwz, atmt and romreset: hexadecimal, and only
+// its low byte is kept.
 unsigned char low_byte_of_hex(const char *text)
 {
 	return static_cast<unsigned char>(lib_xtoi(text) & 0xFF);
@@ -221,7 +223,7 @@ int romreset_cmd(int argc, char *argv[], void *)
 	if (argc == 1) {
 		set_type = "/userfs/bin/tcapi set System_Entry reboot_type 2";
 	} else if (argc == 2) {
-		uint32_t choice = lib_xtoi(argv[1]);
+		unsigned char choice = low_byte_of_hex(argv[1]);
 		if (choice == 0)
 			set_type = "/userfs/bin/tcapi set System_Entry reboot_type 4";
 		else if (choice == 1)

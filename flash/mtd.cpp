@@ -1,6 +1,7 @@
 #include "flash/mtd.h"
 
 #include <cctype>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -12,21 +13,23 @@ namespace {
 constexpr const char PROC_MTD[] = "/proc/mtd";
 constexpr int PROC_MTD_LINE = 4096;
 
-// A partition line starts "mtd<N>:"; the header line does not.
+// A partition line starts "mtd<N>:"; the header line does not. The number
+// is read whole: one past what the kernel can number a device is no
+// partition line, never a smaller number.
 bool parse_mtd_index(const char *line, int *index)
 {
 	if (strncmp(line, "mtd", 3) != 0 || !isdigit(static_cast<unsigned char>(line[3])))
 		return false;
-	int n = 0;
+	long long n = 0;
 	const char *p = line + 3;
-	while (isdigit(static_cast<unsigned char>(*p))) {
-		if (n > 100000)
+	for (; isdigit(static_cast<unsigned char>(*p)); p++) {
+		n = n * 10 + (*p - '0');
+		if (n > INT_MAX)
 			return false;
-		n = n * 10 + (*p++ - '0');
 	}
 	if (*p != ':')
 		return false;
-	*index = n;
+	*index = int(n);
 	return true;
 }
 

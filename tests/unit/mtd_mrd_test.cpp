@@ -83,13 +83,22 @@ TEST_F(GatewayFlash, OpenByNameTakesTheFirstLineContainingIt)
 		{ PARTITIONS, "size", "" },		// only the header has it: not a partition
 		{ PARTITIONS, "tclinux", "" },
 		{ "mtdx: 1 1 \"romd\"\nmtd: 1 1 \"romd\"\nmtd7 \"romd\"\n", "romd", "" },
+		// A number is read whole, leading zeros and all; one the kernel
+		// could not give makes no partition line.
+		{ "mtd2147483647: 1 1 \"romd_old\"\nmtd5: 1 1 \"romd\"\n", "romd", "/dev/mtd6" },
+		{ "mtd002147483647: 1 1 \"romd_old\"\nmtd5: 1 1 \"romd\"\n", "romd", "/dev/mtd6" },
+		{ "mtd10000000: 1 1 \"romd_old\"\nmtd5: 1 1 \"romd\"\n", "romd", "" },
+		{ "mtd2147483648: 1 1 \"romd_old\"\nmtd5: 1 1 \"romd\"\n", "romd", "/dev/mtd5" },
+		{ "mtd99999999999999999999: 1 1 \"romd_old\"\nmtd5: 1 1 \"romd\"\n", "romd", "/dev/mtd5" },
 		{ "", "romd", "" },
 	};
+	ASSERT_EQ(symlink("/dev/mtd6", "/dev/mtd2147483647"), 0);
 	for (const OpenCase &c : cases) {
 		write_file("/proc/mtd", c.list);
 		EXPECT_EQ(opened_device(nox_open_mtd, c.name), c.device) << c.name;
 		EXPECT_EQ(opened_device(mtd_open, c.name), c.device) << c.name;
 	}
+	unlink("/dev/mtd2147483647");
 }
 
 TEST_F(GatewayFlash, WithoutAPartitionListTheNameIsAPath)
