@@ -16,9 +16,9 @@
  * /proc inside is made at boot: an overlay with DIR/proc on top (the
  * gateway's own entries, read and written in DIR) over links into a procfs
  * of the gateway's PID namespace mounted on /.gwsim/kproc, for what programs
- * read from the kernel. A sanitizer build also links /proc/<pid> for every
- * pid of the namespace: the leak checker opens its own process directory by
- * number. */
+ * read from the kernel, /proc/<pid> for every pid of the namespace among
+ * them: ps, pidof and the leak checker find the gateway's processes there,
+ * and only those. */
 #define _GNU_SOURCE
 #include <dirent.h>
 #include <errno.h>
@@ -63,13 +63,9 @@
 #define MOVE_MOUNT_F_EMPTY_PATH 0x4
 #endif
 
-/* How many /proc/<pid> links a sanitizer build's gateway gets (the build
- * says; none otherwise). */
-#ifdef GWSIM_PROC_PID_LINKS
-#define PROC_PID_LINKS GWSIM_PROC_PID_LINKS
-#else
-#define PROC_PID_LINKS 0
-#endif
+/* How many /proc/<pid> links a gateway gets: its pids stay below this
+ * where the kernel keeps a pid limit per namespace. */
+#define PROC_PID_LINKS 1024
 
 /* An init no run has come to for this long leaves when no run is going on;
  * the next run boots the gateway again. While runs come it stays. */
@@ -318,17 +314,11 @@ static int make_proc(void)
 {
 	if (mount("proc", KERNEL_PROC, "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, NULL) < 0)
 		die("cannot mount proc on", KERNEL_PROC);
-	int pids_limited = PROC_PID_LINKS > 0 && limit_pids();
-	/* The links to named entries never change: made in DIR at the first
-	 * boot and kept. Pid links live in a tmpfs of the boot. */
-	struct stat st;
-	if (PROC_PID_LINKS > 0) {
-		if (mount("proc", PROC_LINKS, "tmpfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, "mode=0555,size=64k") < 0)
-			die("cannot mount a tmpfs on", PROC_LINKS);
-		link_kernel_entries(PROC_LINKS);
-	} else if (lstat(PROC_LINKS "/self", &st) < 0) {
-		link_kernel_entries(PROC_LINKS);
-	}
+	int pids_limited = limit_pids();
+	/* The links live in a tmpfs of the boot. */
+	if (mount("proc", PROC_LINKS, "tmpfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, "mode=0555,size=64k") < 0)
+		die("cannot mount a tmpfs on", PROC_LINKS);
+	link_kernel_entries(PROC_LINKS);
 	if (mount("proc", "proc", "overlay", MS_NOSUID | MS_NODEV | MS_NOEXEC,
 		  "lowerdir=" PROC_LINKS ",upperdir=proc,workdir=" PROC_WORK ",userxattr") == 0)
 		return pids_limited;
@@ -439,12 +429,12 @@ static int gateway_gone(int marker)
 	return fstat(marker, &st) < 0 || st.st_nlink == 0;
 }
 
-/* Where the kernel keeps no pid limit per namespace, a sanitizer build's
+/* Where the kernel keeps no pid limit per namespace, the gateway's
  * pids would outgrow their /proc links: past half the range the init leaves
  * as soon as no run is going on, and the next run boots a fresh gateway. */
 static int pid_links_used_up(int pids_limited)
 {
-	if (PROC_PID_LINKS == 0 || pids_limited)
+	if (pids_limited)
 		return 0;
 	char text[16] = "";
 	int fd = open("/" KERNEL_PROC "/sys/kernel/ns_last_pid", O_RDONLY | O_CLOEXEC);
@@ -455,14 +445,50 @@ static int pid_links_used_up(int pids_limited)
 	return len <= 0 || atoi(text) > PROC_PID_LINKS / 2;
 }
 
-/* Runs only connect, to find the init; each is taken and closed at once and
- * counts as activity. */
-static int take_runs(int listener)
+/* A run keeps its connection while its command runs; when the command has
+ * ended it sends one byte and waits for the init's answer. A power request
+ * its command made (BusyBox's reboot signals PID 1 and returns at once) was
+ * pending here before that byte came, so the kernel has run its handler, and
+ * the reboot log has its line, before the init reads the byte and answers:
+ * the run returns only after the request is on record. */
+#define MAX_RUNS 256
+
+struct runs {
+	struct pollfd fds[1 + MAX_RUNS]; /* the listener first */
+	nfds_t n;
+};
+
+/* New runs are kept; past MAX_RUNS one is closed at once, and its run
+ * returns without waiting. Says whether any came. */
+static int take_runs(struct runs *runs)
 {
 	int came = 0;
-	for (int run; (run = accept4(listener, NULL, NULL, SOCK_CLOEXEC)) >= 0; came = 1)
-		close(run);
+	for (int run; (run = accept4(runs->fds[0].fd, NULL, NULL, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0;
+	     came = 1) {
+		if (runs->n == 1 + MAX_RUNS) {
+			close(run);
+			continue;
+		}
+		runs->fds[runs->n++] = (struct pollfd){run, POLLIN, 0};
+	}
 	return came;
+}
+
+/* A run whose command ended is answered; one that went away is closed. */
+static void settle_runs(struct runs *runs)
+{
+	for (nfds_t i = 1; i < runs->n;) {
+		if (!runs->fds[i].revents) {
+			i++;
+			continue;
+		}
+		char done;
+		if (read(runs->fds[i].fd, &done, 1) == 1 && write(runs->fds[i].fd, &done, 1) < 0) {
+			/* The run is gone: it needs no answer. */
+		}
+		close(runs->fds[i].fd);
+		runs->fds[i] = runs->fds[--runs->n];
+	}
 }
 
 /* Every run holds the gateway's run lock shared from before it connects
@@ -471,14 +497,19 @@ static int take_runs(int listener)
  * with it, so a run waiting for the lock finds no init and boots one. */
 static void serve_runs(int listener, int marker, int run_lock, int pids_limited)
 {
-	struct pollfd incoming = {listener, POLLIN, 0};
+	static struct runs runs;
+	runs.fds[0] = (struct pollfd){listener, POLLIN, 0};
+	runs.n = 1;
 	long long last_run = now_ms();
 	while (!leave_requested && !gateway_gone(marker)) {
 		reap_orphans();
-		if (poll(&incoming, 1, TICK_MS) > 0 && take_runs(listener))
-			last_run = now_ms();
+		if (poll(runs.fds, runs.n, TICK_MS) > 0) {
+			settle_runs(&runs);
+			if (runs.fds[0].revents && take_runs(&runs))
+				last_run = now_ms();
+		}
 		int idle = now_ms() - last_run >= IDLE_MS || pid_links_used_up(pids_limited);
-		if (idle && flock(run_lock, LOCK_EX | LOCK_NB) == 0)
+		if (idle && runs.n == 1 && flock(run_lock, LOCK_EX | LOCK_NB) == 0)
 			break;
 	}
 	close(listener);

@@ -21,6 +21,7 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <sched.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -28,6 +29,7 @@
 #include <sys/prctl.h>
 #include <sys/file.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -44,6 +46,8 @@
  * apart. */
 #define BOOT_TRIES 20000
 #define LOCK_TRIES 10000
+/* The init answers at once; this only bounds a run whose init is stuck. */
+#define SETTLE_MS 30000
 
 static pid_t forward_to;
 
@@ -53,14 +57,23 @@ static void refuse(const char *line, const char *dir)
 	exit(1);
 }
 
+/* A gateway whose DIR or DIR/.gwsim is root's, however it came to be, would
+ * give the gateway's root a hold on the workstation's root's files. */
+static void refuse_root_gateway(int dir, const struct gateway_marker *marker, const char *name)
+{
+	struct stat st;
+	if (fstat(dir, &st) < 0)
+		die("cannot look at", name);
+	if (st.st_uid == 0 || marker->uid == 0 || marker->gid == 0)
+		refuse(" belongs to root; make it again with gwsim init", name);
+}
+
 /* Root runs the gateway as the unprivileged owner of DIR/.gwsim, which
  * only gwsim init makes (what is copied into DIR later may be root's). */
 static void drop_root(const struct gateway_marker *dir, const char *name)
 {
 	if (geteuid() != 0)
 		return;
-	if (dir->uid == 0 || dir->gid == 0)
-		refuse(" belongs to root; make it again with gwsim init", name);
 	if (setgroups(0, NULL) < 0 || setresgid(dir->gid, dir->gid, dir->gid) < 0 ||
 	    setresuid(dir->uid, dir->uid, dir->uid) < 0)
 		die("cannot become the gateway's owner for", name);
@@ -153,8 +166,9 @@ static void take_run_lock(int run_lock, const char *name)
 	}
 }
 
-/* Joins the gateway's namespaces, booting it when no init serves it. */
-static void join_gateway(const struct gateway_name *gw, const char *name)
+/* Joins the gateway's namespaces, booting it when no init serves it.
+ * Returns the connection to the init, kept until the command has ended. */
+static int join_gateway(const struct gateway_name *gw, const char *name)
 {
 	for (long tries = 0; tries < BOOT_TRIES; tries++) {
 		int link = gateway_connect(gw);
@@ -167,13 +181,30 @@ static void join_gateway(const struct gateway_name *gw, const char *name)
 			continue;
 		}
 		/* Only an init that died since it was found is tried again. */
-		int joined = join_init(link, name);
+		if (join_init(link, name))
+			return link;
 		close(link);
-		if (joined)
-			return;
 	}
 	errno = ETIMEDOUT;
 	die("no gateway init answers for", name);
+	return -1;
+}
+
+/* Once the command has ended, the init answers only after it has handled
+ * every power request the command sent it (see serve_runs): a reboot asked
+ * for is in the reboot log when the run returns. An init that left answers
+ * with the end of the connection. */
+static void settle_with_init(int link)
+{
+	char done = 1;
+	if (write(link, &done, 1) != 1)
+		return;
+	struct pollfd answer = {link, POLLIN, 0};
+	while (poll(&answer, 1, SETTLE_MS) < 0 && errno == EINTR) {
+	}
+	if (answer.revents && read(link, &done, 1) < 0) {
+		/* Gone: nothing more to wait for. */
+	}
 }
 
 /* Signals from the host are passed on to the command. */
@@ -300,6 +331,7 @@ int main(int argc, char *argv[])
 	struct gateway_marker marker;
 	if (dir < 0 || gateway_marker_of(dir, &marker) < 0 || !marker.is_dir)
 		refuse(" is not a gateway (run gwsim init first)", name);
+	refuse_root_gateway(dir, &marker, name);
 	/* A boot works on paths relative to DIR, so the directories above it
 	 * need not be open to the gateway's owner. */
 	if (fchdir(dir) < 0)
@@ -312,7 +344,7 @@ int main(int argc, char *argv[])
 	take_run_lock(run_lock, name);
 	struct gateway_name gw;
 	gateway_name_of(&gw, geteuid(), &marker);
-	join_gateway(&gw, name);
+	int link = join_gateway(&gw, name);
 	seal_capabilities();
 	set_console_environment();
 	set_signals(1);
@@ -323,6 +355,7 @@ int main(int argc, char *argv[])
 		if (errno != EINTR)
 			return EXIT_SETUP;
 	}
+	settle_with_init(link);
 	close(run_lock);
 	return exit_code(status);
 }
