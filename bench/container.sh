@@ -10,11 +10,12 @@
 #    then the copy to read) on two partition files, beside the same flows
 #    built from the tree before this work (BENCH_BASE) and beside the floor
 #    of expanding, checking and summing each copy once.
-#   bench/container.sh        BENCH_WORK=dir (default build-bench/)
+#   bench/container.sh        BENCH_WORK=dir (default build-bench/container/, its own:
+#                             build-bench/ is the other benchmarks' build)
 #                             BENCH_BASE=rev (default 9032435)
 set -eu
 repo=$(cd "$(dirname "$0")/.." && pwd)
-work=${BENCH_WORK:-$repo/build-bench}
+work=${BENCH_WORK:-$repo/build-bench/container}
 base=${BENCH_BASE:-9032435}
 fastlz=${FASTLZ_SOURCE_DIR:-/usr/share/verilator/include/gtkwave}
 cxx=${CXX:-g++}
