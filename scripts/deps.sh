@@ -2,18 +2,25 @@
 # Installs what building, trying and testing need, from Debian's packages.
 # Quiet and quick when everything is already there.
 set -eu
+# `deps.sh try` installs only what building and trying sys on a simulated
+# gateway need; without an argument, also what the tests, fuzzing, the
+# device build and the benchmarks need.
 packages=(
 	build-essential cmake pkg-config git
 	busybox-static util-linux
 	klibc-utils musl-tools
 	libmxml-dev
 	verilator
-	zlib1g-dev
-	libgtest-dev googletest libbenchmark-dev
-	clang libclang-rt-dev
-	valgrind
-	g++-mips-linux-gnu qemu-user
 )
+if [ "${1:-all}" != try ]; then
+	packages+=(
+		zlib1g-dev
+		libgtest-dev googletest libbenchmark-dev
+		clang libclang-rt-dev
+		valgrind
+		g++-mips-linux-gnu qemu-user
+	)
+fi
 missing=()
 for p in "${packages[@]}"; do
 	dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'ok installed' || missing+=("$p")
