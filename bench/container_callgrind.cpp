@@ -24,7 +24,7 @@
 
 #include "bench/container_text.h"
 #include "fastlz.h"
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "flash/crc32.h"
 #include "romfile/container.h"
 #include "romfile/romfile.h"

@@ -10,7 +10,6 @@
 #include "flash/fwtag.h"
 #include "flash/mrd.h"
 #include "romfile/romfile.h"
-#include "shell/utility_cmds.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "factory/factory_common.h"
-#include "shell/utility_cmds.h"
+#include "lib/console_ctrl.h"
 #include "shell_cmd.h"
 
 namespace {

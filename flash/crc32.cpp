@@ -1,6 +1,6 @@
 #include "flash/crc32.h"
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "flash/flash_io.h"
 #include "flash/fwtag.h"
 #include "flash/mtd.h"

@@ -7,7 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "flash/crc32.h"
 #include "flash/flash_io.h"
 #include "flash/mrd.h"
@@ -175,4 +175,15 @@ int write_image_version(int current, const char *path, long offset)
 	}
 	close(fd);
 	return rc;
+}
+
+bool load_fw_tag(FwTag *tag)
+{
+	unsigned char raw[FW_TAG_SIZE];
+	if (!nox_getFWtag(raw)) {
+		printf("Fail to get firmware Tag\n");
+		return false;
+	}
+	fwtag_decode(raw, tag);
+	return true;
 }

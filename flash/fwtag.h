@@ -110,3 +110,6 @@ int write_image_version(int current, const char *path, long offset);
 
 // Firmware validation (nox_fwValidation) also decodes the image's default
 // configuration, so it lives with the container: romfile/fw_validation.h.
+
+// The active image's tag, decoded; false after "Fail to get firmware Tag".
+bool load_fw_tag(FwTag *tag);

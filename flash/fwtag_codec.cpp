@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "flash/crc32.h"
 
 namespace {

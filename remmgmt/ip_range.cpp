@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "fastlz.h"
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 
 namespace {
 

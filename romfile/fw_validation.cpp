@@ -10,7 +10,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "flash/crc32.h"
 #include "flash/flash_io.h"
 #include "flash/fwtag.h"

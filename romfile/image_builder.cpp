@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "flash/crc32.h"
 #include "romfile/container.h"
 #include "romfile/romfile.h"

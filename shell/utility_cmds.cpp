@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "flash/fwtag.h"
+#include "lib/console_ctrl.h"
 #include "shell/dispatch.h"
 #include "shell/store.h"
 #include "shell/sys_table.h"
@@ -13,7 +14,6 @@
 
 namespace {
 
-constexpr const char CONSOLE_CTRL_FILE[] = "/proc/tc3162/tcci_cmd";
 constexpr size_t CONSOLE_LINE_SIZE = 80;
 
 struct StoreAttr {
@@ -71,29 +71,6 @@ int console_forward_cmd(int argc, char *argv[], void *)
 	if (!console_ctrl_write(line, &closed))
 		return 0;
 	return closed;
-}
-
-bool console_ctrl_write(const char *line, int *closed)
-{
-	FILE *ctrl = fopen(CONSOLE_CTRL_FILE, "w");
-	if (!ctrl) {
-		printf("open /proc/tc3162/tcci_cmd fail\n");
-		return false;
-	}
-	fputs(line, ctrl);
-	*closed = fclose(ctrl);
-	return true;
-}
-
-bool load_fw_tag(FwTag *tag)
-{
-	unsigned char raw[FW_TAG_SIZE];
-	if (!nox_getFWtag(raw)) {
-		printf("Fail to get firmware Tag\n");
-		return false;
-	}
-	fwtag_decode(raw, tag);
-	return true;
 }
 
 int realversion_cmd(int, char *[], void *)

@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 
 #include "config_image.h"
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "flash/fwtag.h"
 #include "gateway_identity.h"
 #include "romfile/image_builder.h"

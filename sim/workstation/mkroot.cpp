@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "config_image.h"
 #include "factory_flash.h"
 #include "flash/mrd.h"

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <string>
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "flash/fwtag.h"
 #include "romfile/container.h"
 #include "romfile/romfile.h"

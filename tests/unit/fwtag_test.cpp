@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "flash/crc32.h"
 #include "flash/fwtag.h"
 #include "flash/mrd.h"

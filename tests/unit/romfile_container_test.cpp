@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fastlz.h"
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "helpers.h"
 #include "romfile/container.h"
 #include "romfile/romfile.h"

@@ -16,7 +16,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "flash/byteorder.h"
+#include "lib/byteorder.h"
 #include "flash/crc32.h"
 #include "lib/safe_file.h"
 #include "romfile/container.h"
