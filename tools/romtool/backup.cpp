@@ -48,12 +48,19 @@ struct said_text : cfg_said {
 	said_text(const said_text &) = delete;
 	said_text &operator=(const said_text &) = delete;
 
-	// The first message, on one line.
+	// The first message, on one line, without the decoder's "Error: "
+	// and " Skipped." around it.
 	std::string first() const
 	{
 		if (!text)
 			return std::string();
-		return std::string(text, strcspn(text, "\n"));
+		std::string line(text, strcspn(text, "\n"));
+		if (line.compare(0, 7, "Error: ") == 0)
+			line.erase(0, 7);
+		size_t skipped = line.rfind(" Skipped.");
+		if (skipped != std::string::npos && skipped + 9 == line.size())
+			line.erase(skipped);
+		return line;
 	}
 	bool has(const char *what) const { return text && strstr(text, what); }
 };
@@ -87,6 +94,27 @@ void refuse_chunks(backup *b, const said_text &said)
 		refuse(b, BACKUP_CONTAINER_DAMAGED, "container damaged: " + said.first());
 }
 
+// Every gateway's encoder writes chunks that end exactly where the header
+// says the stream ends. A reader passes over a length that lies, so the
+// copy may still load, but it is no copy any gateway wrote: its length, or
+// a chunk's, was changed after the fact.
+bool chunks_fill_stream(const char *buf, backup *b)
+{
+	bool all_known = true;
+	uint32_t len = static_cast<uint32_t>(b->container_len);
+	uint64_t end = cfg_stream_walk_end(buf + CFG_HEADER_SIZE, ROMFILE_SIZE - CFG_HEADER_SIZE, len, &all_known);
+	if (end == len && all_known)
+		return true;
+	char why[160];
+	if (!all_known)
+		snprintf(why, sizeof why, "container damaged: a chunk header of another id or method");
+	else
+		snprintf(why, sizeof why, "container damaged: its header says %u bytes of chunks, the chunks take %llu",
+			 len, static_cast<unsigned long long>(end));
+	refuse(b, BACKUP_CONTAINER_DAMAGED, why);
+	return false;
+}
+
 // Expands the container at DATA into the stored text; false after a refusal.
 bool expand_container(const char *data, size_t size, backup *b, said_text *said)
 {
@@ -118,6 +146,10 @@ bool expand_container(const char *data, size_t size, backup *b, said_text *said)
 	}
 	b->chunks = cfg_stream_chunk_count(buf + CFG_HEADER_SIZE, ROMFILE_SIZE - CFG_HEADER_SIZE,
 					   static_cast<uint32_t>(b->container_len));
+	if (!chunks_fill_stream(buf, b)) {
+		free(buf);
+		return false;
+	}
 	int decoded = 0;
 	int rc = quietly(said, [&] { return nox_configFileLzDecoder(&buf, &decoded); });
 	if (rc != 0) {

@@ -79,9 +79,17 @@ size_t diff_node(FILE *out, const char *node, mxml_node_t *a, mxml_node_t *b)
 	return n;
 }
 
-bool has_attrs(mxml_node_t *element)
+// A node that only an added or removed line of its own can show: no
+// attributes and no nodes below it.
+bool bare_leaf(mxml_node_t *element)
 {
-	return mxmlElementGetAttrCount(element) > 0;
+	if (mxmlElementGetAttrCount(element) > 0)
+		return false;
+	for (mxml_node_t *n = mxmlGetFirstChild(element); n; n = mxmlGetNextSibling(n)) {
+		if (mxmlGetType(n) == MXML_ELEMENT)
+			return false;
+	}
+	return true;
 }
 
 } // namespace
@@ -108,7 +116,7 @@ size_t config_diff(mxml_node_t *a, mxml_node_t *b, FILE *out)
 	size_t n = 0;
 	for (const node_entry &e : fa.nodes) {
 		mxml_node_t *other = element_of(fb, e.name);
-		if (!other && !has_attrs(e.element)) {
+		if (!other && bare_leaf(e.element)) {
 			fprintf(out, "%s: removed\n", e.name.c_str());
 			n++;
 		}
@@ -117,7 +125,7 @@ size_t config_diff(mxml_node_t *a, mxml_node_t *b, FILE *out)
 	for (const node_entry &e : fb.nodes) {
 		if (element_of(fa, e.name))
 			continue;
-		if (!has_attrs(e.element)) {
+		if (bare_leaf(e.element)) {
 			fprintf(out, "%s: added\n", e.name.c_str());
 			n++;
 		}
