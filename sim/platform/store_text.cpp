@@ -207,15 +207,24 @@ void each_below(mxml_node_t *parent, size_t depth, std::string *prefix, store_te
 mxml_node_t *store_text_parse(const char *text, size_t len, char *why, size_t why_size)
 {
 	// No callback: the store has elements and attributes only, so text
-	// between elements (the indentation) is dropped.
+	// between elements (the indentation) is dropped. The text is loaded
+	// under a holder, which also takes whatever follows the first element,
+	// and is deleted with it.
 	parse_error[0] = '\0';
 	mxmlSetErrorCallback(keep_parse_error);
-	mxml_node_t *root = mxmlLoadString(nullptr, parser_text(text, len).c_str(), MXML_NO_CALLBACK);
-	if (root && (mxmlGetType(root) != MXML_ELEMENT || strcmp(mxmlGetElement(root), ROOT_ELEMENT) != 0)) {
-		mxmlDelete(root);
-		root = nullptr;
-		keep_parse_error("no ROMFILE element");
+	mxml_node_t *holder = mxmlNewElement(MXML_NO_PARENT, "holder");
+	mxml_node_t *root = nullptr;
+	if (holder && mxmlLoadString(holder, parser_text(text, len).c_str(), MXML_NO_CALLBACK)) {
+		root = mxmlGetFirstChild(holder);
+		if (root && (mxmlGetType(root) != MXML_ELEMENT || strcmp(mxmlGetElement(root), ROOT_ELEMENT) != 0)) {
+			root = nullptr;
+			keep_parse_error("no ROMFILE element");
+		}
 	}
+	if (root)
+		mxmlRemove(root);
+	if (holder)
+		mxmlDelete(holder);
 	if (!root) {
 		snprintf(why, why_size, "%s", parse_error[0] ? parse_error : "unreadable text");
 		return nullptr;

@@ -166,7 +166,8 @@ bool expand_container(const char *data, size_t size, backup *b, said_text *said)
 // Plain text holds the body and the line ends that follow it.
 void take_plain_text(const char *data, size_t size, backup *b)
 {
-	b->text.assign(data, strnlen(data, std::min(size, ROMFILE_SIZE)));
+	size_t readable = b->kind == BACKUP_IMAGE ? ROMFILE_SIZE : size;
+	b->text.assign(data, strnlen(data, std::min(size, readable)));
 }
 
 size_t with_line_ends(const std::string &text, size_t body)
@@ -175,6 +176,14 @@ size_t with_line_ends(const std::string &text, size_t body)
 	while (end < text.size() && (text[end] == '\n' || text[end] == '\r'))
 		end++;
 	return end;
+}
+
+// ROMFILE text of 128 KiB or more is a partition image only when its text
+// ends before the trailer; else it is a long text, to be compressed.
+bool text_before_trailer(const char *data)
+{
+	said_text said;
+	return quietly(&said, [&] { return romfile_real_length(data, ROMFILE_CHECKSUM_OFFSET); }) > 0;
 }
 
 void read_trailer(const char *data, backup *b)
@@ -238,6 +247,8 @@ void backup_load(const char *data, size_t size, backup *b)
 	bool container = starts_with(data, size, CFG_MAGIC, CFG_MAGIC_LEN);
 	if (!container && !starts_with(data, size, ROM_OPEN, ROM_OPEN_LEN))
 		return refuse(b, BACKUP_WRONG_MAGIC, "wrong magic: neither a container nor <ROMFILE> text");
+	if (!container && b->kind == BACKUP_IMAGE && !text_before_trailer(data))
+		b->kind = BACKUP_TEXT;
 	if (b->kind == BACKUP_IMAGE)
 		read_trailer(data, b);
 	else if (container)
@@ -248,4 +259,29 @@ void backup_load(const char *data, size_t size, backup *b)
 	else if (!expand_container(data, size, b, &said))
 		return;
 	judge_text(b, said);
+}
+
+bool backup_set_value(backup *b, const char *node, const char *attr, const char *value, std::string *text,
+		      std::string *why)
+{
+	char reason[256];
+	if (!store_text_value_ok(node, attr, value, reason, sizeof reason)) {
+		*why = reason;
+		return false;
+	}
+	mxml_node_t *element = store_text_node(b->tree, node, true);
+	if (!element) {
+		*why = std::string("bad node name ") + node;
+		return false;
+	}
+	mxmlElementSetAttr(element, attr, value);
+	size_t len = 0;
+	char *rendered = store_text_render(b->tree, &len);
+	if (!rendered) {
+		*why = "out of memory";
+		return false;
+	}
+	text->assign(rendered, len);
+	free(rendered);
+	return true;
 }

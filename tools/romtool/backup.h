@@ -56,3 +56,9 @@ public:
 
 // Loads the SIZE bytes of DATA into B and reaches the verdict.
 void backup_load(const char *data, size_t size, backup *b);
+
+// Sets ATTR of NODE to VALUE in B's tree, as the store would, and renders
+// the whole configuration as the store writes it into *TEXT. false with the
+// store's reason in *WHY.
+bool backup_set_value(backup *b, const char *node, const char *attr, const char *value, std::string *text,
+		      std::string *why);

@@ -413,23 +413,13 @@ int cmd_set(int argc, char **argv)
 		return fail(argv[6], "version must be a number from 0 to 4294967295");
 	if (b.kind == BACKUP_IMAGE && version == BACKUP_LAST_VERSION)
 		return refuse_last_version(out_path);
-	char why[256];
-	if (!store_text_value_ok(node_name, attr, value, why, sizeof why))
+	std::string text, why, out;
+	if (!backup_set_value(&b, node_name, attr, value, &text, &why))
 		return fail(path, why);
-	mxml_node_t *node = store_text_node(b.tree, node_name, true);
-	if (!node)
-		return fail(path, std::string("bad node name ") + node_name);
-	mxmlElementSetAttr(node, attr, value);
-	size_t len = 0;
-	char *rendered = store_text_render(b.tree, &len);
-	if (!rendered)
-		return fail(path, "out of memory");
-	std::string text(rendered, len), out, write_why;
-	free(rendered);
 	if (!edited_output(path, b, text, version, &out))
 		return REFUSED;
-	if (!write_output(out_path, out, &write_why))
-		return fail(out_path, write_why);
+	if (!write_output(out_path, out, &why))
+		return fail(out_path, why);
 	return 0;
 }
 
