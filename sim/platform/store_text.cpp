@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <unordered_set>
 
 namespace {
 
@@ -165,30 +166,21 @@ const char *layout_cb(mxml_node_t *node, int where)
 	}
 }
 
-bool first_of_its_name(mxml_node_t *element)
-{
-	const char *name = mxmlGetElement(element);
-	for (mxml_node_t *n = mxmlGetPrevSibling(element); n; n = mxmlGetPrevSibling(n)) {
-		if (mxmlGetType(n) == MXML_ELEMENT && strcmp(mxmlGetElement(n), name) == 0)
-			return false;
-	}
-	return true;
-}
-
 // What store_text_node can reach: a valid name without '_', the first of
-// its siblings to bear it.
-bool addressable(mxml_node_t *element)
+// its siblings to bear it (SEEN holds the names of the siblings before it).
+bool addressable(mxml_node_t *element, std::unordered_set<std::string> *seen)
 {
 	const char *name = mxmlGetElement(element);
-	return !strchr(name, '_') && is_valid_xml_name(name, strlen(name)) && first_of_its_name(element);
+	return !strchr(name, '_') && is_valid_xml_name(name, strlen(name)) && seen->insert(name).second;
 }
 
 void each_below(mxml_node_t *parent, size_t depth, std::string *prefix, store_text_node_fn fn, void *ctx)
 {
 	if (depth >= NAME_SEGMENTS_MAX)
 		return;
+	std::unordered_set<std::string> seen;
 	for (mxml_node_t *n = mxmlGetFirstChild(parent); n; n = mxmlGetNextSibling(n)) {
-		if (mxmlGetType(n) != MXML_ELEMENT || !addressable(n))
+		if (mxmlGetType(n) != MXML_ELEMENT || !addressable(n, &seen))
 			continue;
 		size_t keep = prefix->size();
 		if (keep)

@@ -179,11 +179,16 @@ size_t with_line_ends(const std::string &text, size_t body)
 }
 
 // ROMFILE text of 128 KiB or more is a partition image only when its text
-// ends before the trailer; else it is a long text, to be compressed.
+// ends before the trailer and erased (or cleared) flash follows it; else it
+// is a long text, to be compressed.
 bool text_before_trailer(const char *data)
 {
 	said_text said;
-	return quietly(&said, [&] { return romfile_real_length(data, ROMFILE_CHECKSUM_OFFSET); }) > 0;
+	int body = quietly(&said, [&] { return romfile_real_length(data, ROMFILE_CHECKSUM_OFFSET); });
+	size_t end = body > 0 ? static_cast<size_t>(body) : ROMFILE_CHECKSUM_OFFSET;
+	while (end < ROMFILE_CHECKSUM_OFFSET && (data[end] == '\n' || data[end] == '\r'))
+		end++;
+	return end < ROMFILE_CHECKSUM_OFFSET && (data[end] == '\xff' || data[end] == '\0');
 }
 
 void read_trailer(const char *data, backup *b)
