@@ -191,12 +191,14 @@ bool text_before_trailer(const char *data)
 	return end < ROMFILE_CHECKSUM_OFFSET && (data[end] == '\xff' || data[end] == '\0');
 }
 
+// An erased trailer is none: ROM-D keeps its container in a partition of
+// the same size without one.
 void read_trailer(const char *data, backup *b)
 {
 	const unsigned char *raw = reinterpret_cast<const unsigned char *>(data);
-	b->has_trailer = true;
 	b->stored = be32_get(raw + ROMFILE_CHECKSUM_OFFSET);
 	b->version = be32_get(raw + ROMFILE_VERSION_OFFSET);
+	b->has_trailer = b->stored != 0xFFFFFFFFu || b->version != 0xFFFFFFFFu;
 }
 
 // The checks after the text is in hand: its body, the trailer, the version

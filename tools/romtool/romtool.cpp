@@ -220,8 +220,9 @@ int cmd_check(int argc, char **argv)
 		return USAGE_ERROR;
 	std::string why = b.reason;
 	if (why.empty() && !b.has_trailer)
-		why = b.is_container ? "no trailer: a bare container, not a partition image"
-				     : "no trailer: ROMFILE text, not a partition image";
+		why = b.kind == BACKUP_IMAGE ? "no trailer: erased, as ROM-D keeps it; not a romfile copy"
+		      : b.is_container       ? "no trailer: a bare container, not a partition image"
+					     : "no trailer: ROMFILE text, not a partition image";
 	if (why.empty() && argc == 2) {
 		backup other;
 		if (!load_backup(argv[1], &other))
