@@ -14,14 +14,16 @@ work=${FUZZ_WORK:-$repo/build-fuzz}
 fastlz=${FASTLZ_SOURCE_DIR:-/usr/share/verilator/include/gtkwave}
 cxx=${CLANGXX:-clang++-14}
 cc=${CLANG:-clang-14}
-targets="fuzz_container fuzz_parse_rom fuzz_romd_header fuzz_romfile_image fuzz_roundtrip fuzz_wlan_journal"
+targets="fuzz_container fuzz_parse_rom fuzz_romd_header fuzz_romfile_image fuzz_roundtrip fuzz_wlan_journal
+	fuzz_romtool_check fuzz_romtool_diff fuzz_romtool_set"
 
 mkdir -p "$work/obj" "$work/seeds" "$work/logs"
 san="-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer"
-cxxflags="-std=c++17 -g -O1 -fno-exceptions -fno-rtti -I$repo -I$repo/platform/include -I$fastlz"
+cxxflags="-std=c++17 -g -O1 -fno-exceptions -fno-rtti -I$repo -I$repo/platform/include -I$repo/sim/platform -I$fastlz"
 lib_sources="romfile/container.cpp romfile/container_file.cpp romfile/image.cpp romfile/romd.cpp romfile/romfile.cpp
 	flash/crc32.cpp flash/flash_io.cpp flash/mtd.cpp lib/safe_file.cpp
-	wlan/wlan_apply.cpp wlan/wlan_common.cpp wlan/wlan_journal.cpp shell/store.cpp fuzz/fake_store.cpp"
+	wlan/wlan_apply.cpp wlan/wlan_common.cpp wlan/wlan_journal.cpp shell/store.cpp fuzz/fake_store.cpp
+	romfile/image_builder.cpp tools/romtool/backup.cpp tools/romtool/config_diff.cpp sim/platform/store_text.cpp"
 
 echo "building in $work"
 objs=()
@@ -41,8 +43,9 @@ $cc -g -O1 -w -DFASTLZ_STRICT_ALIGN=1 $san -fsanitize=fuzzer-no-link \
 objs+=("$work/obj/mtd_dev.o" "$work/obj/fastlz.o")
 
 for t in $targets; do
+	# romtool's targets judge text with the store's reader (Mini-XML).
 	# shellcheck disable=SC2086
-	$cxx $cxxflags $san -fsanitize=fuzzer "$repo/fuzz/$t.cpp" "${objs[@]}" -o "$work/$t"
+	$cxx $cxxflags $san -fsanitize=fuzzer "$repo/fuzz/$t.cpp" "${objs[@]}" -lmxml -o "$work/$t"
 done
 
 # Seeds from the gateway's encoder, built without the fuzzer runtime.

@@ -488,6 +488,20 @@ uint32_t cfg_stream_chunk_count(const char *src, size_t src_size, uint32_t len)
 	return count;
 }
 
+uint64_t cfg_stream_walk_end(const char *src, size_t src_size, uint32_t len, bool *all_known)
+{
+	chunk_walk w = { bytes(src), src_size, len, 0 };
+	cfg_chunk_header h;
+	*all_known = true;
+	while (next_chunk_header(&w, &h)) {
+		if (chunk_has_payload(h))
+			w.pos += h.size;
+		else
+			*all_known = false;
+	}
+	return w.pos;
+}
+
 int decompressCfgBufToBuf(const char *src, size_t src_size, int *len, char *dst, size_t dst_size)
 {
 	uint64_t kept_end;

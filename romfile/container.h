@@ -88,6 +88,10 @@ int decompressCfgBufToBuf(const char *src, size_t src_size, int *len, char *dst,
 uint64_t cfg_stream_decoded_length(const char *src, size_t src_size, uint32_t len);
 // Number of chunk headers the decoder reads in the stream.
 uint32_t cfg_stream_chunk_count(const char *src, size_t src_size, uint32_t len);
+// Where the decoder's walk over the stream ends: LEN exactly for a stream
+// the encoder wrote; *ALL_KNOWN is cleared when a header of another id or
+// method was met.
+uint64_t cfg_stream_walk_end(const char *src, size_t src_size, uint32_t len, bool *all_known);
 
 // Header and chunk stream of the LEN bytes at SRC into OUT (OUT_SIZE bytes, at
 // least CFG_HEADER_SIZE + cfg_stream_bound(LEN)); *STREAM_LEN receives the

@@ -4,12 +4,8 @@
 // name is a path into the XML tree, split at every '_' ("Wan_PVC0" is element
 // PVC0 inside Wan); attributes are XML attributes. Readers load the file
 // without locking; writers hold the store's lock (store_file.cpp) for the
-// whole read-modify-write.
-//
-// Values are kept byte for byte. The XML text escapes what markup needs
-// (&, <, >, "); bytes XML cannot carry at all (control bytes, bytes that are
-// not UTF-8) stand in the file as they are, and the loader hands them to the
-// XML parser as private characters that it turns back into the bytes.
+// whole read-modify-write. The text's form and the names that address it
+// are store_text's.
 #include "tcapi.h"
 
 #include <cerrno>
@@ -25,6 +21,7 @@
 #include "applog.h"
 #include "lib/safe_file.h"
 #include "sim_store.h"
+#include "store_text.h"
 
 namespace {
 
@@ -49,84 +46,12 @@ constexpr const char UPGRADE_ATTR[] = "upgrade_fw";
 constexpr const char UPLOAD_TYPE_ATTR[] = "UploadFileType";
 constexpr const char UPLOAD_TYPE_ROMD[] = "3";
 
-constexpr size_t NODE_NAME_MAX = 128;
-constexpr size_t NAME_SEGMENTS_MAX = 16;
-// Values are kept whole up to this length (tcapi_get hands out the first
-// MAXLEN_TCAPI_MSG - 1 bytes). No setting of the gateway comes near it, and
-// a store of longer values would soon no longer fit its romfile copies.
-constexpr size_t VALUE_MAX = 65535;
 // No configuration the gateway could save comes near this.
 constexpr off_t STORE_FILE_MAX = 16 << 20;
 
-bool is_name_start(char c)
-{
-	return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
-}
-
-bool is_name_char(char c)
-{
-	return is_name_start(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
-}
-
-bool is_valid_xml_name(const char *name, size_t len)
-{
-	if (len == 0 || !is_name_start(name[0]))
-		return false;
-	for (size_t i = 1; i < len; i++) {
-		if (!is_name_char(name[i]))
-			return false;
-	}
-	return true;
-}
-
-bool is_valid_attr_name(const char *attr)
-{
-	return attr && is_valid_xml_name(attr, strlen(attr));
-}
-
-mxml_node_t *child_element(mxml_node_t *parent, const char *name, size_t len)
-{
-	for (mxml_node_t *n = mxmlGetFirstChild(parent); n; n = mxmlGetNextSibling(n)) {
-		const char *el = mxmlGetType(n) == MXML_ELEMENT ? mxmlGetElement(n) : nullptr;
-		if (el && strlen(el) == len && memcmp(el, name, len) == 0)
-			return n;
-	}
-	return nullptr;
-}
-
-// Walks the node name segment by segment; with create set, missing elements
-// are added. nullptr when absent or when the name is not a valid path.
-mxml_node_t *find_node(mxml_node_t *root, const char *node, bool create)
-{
-	size_t total = strlen(node);
-	if (total == 0 || total >= NODE_NAME_MAX)
-		return nullptr;
-	mxml_node_t *cur = root;
-	const char *seg = node;
-	for (size_t depth = 0;; depth++) {
-		const char *end = strchr(seg, '_');
-		size_t len = end ? static_cast<size_t>(end - seg) : strlen(seg);
-		if (depth >= NAME_SEGMENTS_MAX || !is_valid_xml_name(seg, len))
-			return nullptr;
-		mxml_node_t *next = child_element(cur, seg, len);
-		if (!next) {
-			if (!create)
-				return nullptr;
-			char name[NODE_NAME_MAX];
-			memcpy(name, seg, len);
-			name[len] = '\0';
-			next = mxmlNewElement(cur, name);
-		}
-		cur = next;
-		if (!end)
-			return cur;
-		seg = end + 1;
-	}
-}
-
 const char *get_attr(mxml_node_t *root, const char *node, const char *attr)
 {
-	mxml_node_t *n = find_node(root, node, false);
+	mxml_node_t *n = store_text_node(root, node, false);
 	return n ? mxmlElementGetAttr(n, attr) : nullptr;
 }
 
@@ -170,98 +95,6 @@ bool resolve_or_complain(mxml_node_t *root, const char *node, char *out, size_t 
 		return true;
 	sim_store_complain("%s names no connection (see %s wan_pvc and wan_pvc_ext)", node, SELECTION_NODE);
 	return false;
-}
-
-// Length of the UTF-8 sequence at P (AVAIL bytes readable) that XML can
-// carry: 0 for a byte that starts none (overlong forms and surrogates
-// included).
-size_t utf8_sequence(const unsigned char *p, size_t avail)
-{
-	size_t n;
-	unsigned cp;
-	if (p[0] < 0x80)
-		return 1;
-	if (p[0] >= 0xC2 && p[0] <= 0xDF)
-		n = 2, cp = p[0] & 0x1Fu;
-	else if (p[0] >= 0xE0 && p[0] <= 0xEF)
-		n = 3, cp = p[0] & 0x0Fu;
-	else if (p[0] >= 0xF0 && p[0] <= 0xF4)
-		n = 4, cp = p[0] & 0x07u;
-	else
-		return 0;
-	if (avail < n)
-		return 0;
-	for (size_t i = 1; i < n; i++) {
-		if ((p[i] & 0xC0) != 0x80)
-			return 0;
-		cp = (cp << 6) | (p[i] & 0x3Fu);
-	}
-	bool overlong = (n == 3 && cp < 0x800) || (n == 4 && cp < 0x10000);
-	bool surrogate = cp >= 0xD800 && cp <= 0xDFFF;
-	return overlong || surrogate || cp > 0x10FFFF ? 0 : n;
-}
-
-// A byte XML cannot carry stands for itself as the private character
-// U+DC00 + byte while the parser holds the text (three bytes ED B0-B3 xx).
-constexpr unsigned char PRIVATE_LEAD = 0xED;
-bool is_private_byte(const unsigned char *p)
-{
-	return p[0] == PRIVATE_LEAD && p[1] >= 0xB0 && p[1] <= 0xB3 && (p[2] & 0xC0) == 0x80;
-}
-
-// The store file's text as the parser can take it.
-std::string parser_text(const char *text, size_t len)
-{
-	std::string out;
-	out.reserve(len + len / 8);
-	const unsigned char *p = reinterpret_cast<const unsigned char *>(text);
-	for (size_t i = 0; i < len;) {
-		size_t n = p[i] < 0x20 && p[i] != '\t' && p[i] != '\n' && p[i] != '\r' ? 0 : utf8_sequence(p + i, len - i);
-		if (n > 0) {
-			out.append(text + i, n);
-			i += n;
-			continue;
-		}
-		out += static_cast<char>(PRIVATE_LEAD);
-		out += static_cast<char>(0xB0 | (p[i] >> 6));
-		out += static_cast<char>(0x80 | (p[i] & 0x3F));
-		i++;
-	}
-	return out;
-}
-
-// Turns the private characters of every attribute value back into bytes.
-void restore_bytes(mxml_node_t *root)
-{
-	for (mxml_node_t *n = root; n; n = mxmlWalkNext(n, root, MXML_DESCEND)) {
-		if (mxmlGetType(n) != MXML_ELEMENT)
-			continue;
-		int count = mxmlElementGetAttrCount(n);
-		for (int i = 0; i < count; i++) {
-			const char *name = nullptr;
-			const char *value = mxmlElementGetAttrByIndex(n, i, &name);
-			if (!value || !strchr(value, static_cast<char>(PRIVATE_LEAD)))
-				continue;
-			std::string bytes;
-			const unsigned char *p = reinterpret_cast<const unsigned char *>(value);
-			while (*p) {
-				if (p[1] && p[2] && is_private_byte(p)) {
-					bytes += static_cast<char>(((p[1] & 0x03) << 6) | (p[2] & 0x3F));
-					p += 3;
-				} else {
-					bytes += static_cast<char>(*p++);
-				}
-			}
-			std::string key(name);
-			mxmlElementSetAttr(n, key.c_str(), bytes.c_str());
-		}
-	}
-}
-
-char parse_error[256];
-void keep_parse_error(const char *message)
-{
-	snprintf(parse_error, sizeof parse_error, "%s", message);
 }
 
 // What identifies one version of the store file. Writers replace the file by
@@ -336,21 +169,10 @@ mxml_node_t *parse_store(const std::string &text, bool absent)
 {
 	if (absent)
 		return mxmlNewElement(MXML_NO_PARENT, ROOT_ELEMENT);
-	// No callback: the store has elements and attributes only, so text
-	// between elements (the indentation) is dropped.
-	parse_error[0] = '\0';
-	mxmlSetErrorCallback(keep_parse_error);
-	mxml_node_t *root = mxmlLoadString(nullptr, parser_text(text.data(), text.size()).c_str(), MXML_NO_CALLBACK);
-	if (root && (mxmlGetType(root) != MXML_ELEMENT || strcmp(mxmlGetElement(root), ROOT_ELEMENT) != 0)) {
-		mxmlDelete(root);
-		root = nullptr;
-		keep_parse_error("no ROMFILE element");
-	}
-	if (!root) {
-		sim_store_complain("%s is no configuration: %s", GW_STORE_FILE, parse_error);
-		return nullptr;
-	}
-	restore_bytes(root);
+	char why[256];
+	mxml_node_t *root = store_text_parse(text.data(), text.size(), why, sizeof why);
+	if (!root)
+		sim_store_complain("%s is no configuration: %s", GW_STORE_FILE, why);
 	return root;
 }
 
@@ -382,53 +204,10 @@ mxml_node_t *load_store()
 	return root;
 }
 
-int element_depth(mxml_node_t *node)
-{
-	int depth = 0;
-	for (mxml_node_t *p = mxmlGetParent(node); p; p = mxmlGetParent(p))
-		depth++;
-	return depth;
-}
-
-// One element per line, children indented by a tab per level.
-const char *layout_cb(mxml_node_t *node, int where)
-{
-	static const char indents[] = "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t";
-	const char *tabs_end = indents + sizeof indents - 1;
-	int depth = element_depth(node);
-	if (depth > 16)
-		depth = 16;
-	switch (where) {
-	case MXML_WS_BEFORE_OPEN:
-		return tabs_end - depth;
-	case MXML_WS_BEFORE_CLOSE:
-		return mxmlGetFirstChild(node) ? tabs_end - depth : nullptr;
-	case MXML_WS_AFTER_OPEN:
-	case MXML_WS_AFTER_CLOSE:
-		return "\n";
-	default:
-		return nullptr;
-	}
-}
-
-// Renders the store as ROMFILE text into a malloc'd buffer.
-char *render_store(mxml_node_t *root, size_t *len)
-{
-	mxmlSetWrapMargin(0);
-	char *text;
-	if (mxmlGetFirstChild(root))
-		text = mxmlSaveAllocString(root, layout_cb);
-	else
-		text = strdup("<ROMFILE>\n</ROMFILE>\n");
-	if (text)
-		*len = strlen(text);
-	return text;
-}
-
 bool write_store(mxml_node_t *root)
 {
 	size_t len;
-	char *text = render_store(root, &len);
+	char *text = store_text_render(root, &len);
 	if (!text) {
 		sim_store_complain("out of memory writing %s", GW_STORE_FILE);
 		return false;
@@ -500,7 +279,7 @@ bool attr_is(mxml_node_t *root, const char *node, const char *attr, const char *
 void clear_upgrade_request()
 {
 	StoreTransaction tx;
-	mxml_node_t *n = tx.root() ? find_node(tx.root(), SYSTEM_NODE, false) : nullptr;
+	mxml_node_t *n = tx.root() ? store_text_node(tx.root(), SYSTEM_NODE, false) : nullptr;
 	if (!n)
 		return;
 	mxmlElementSetAttr(n, UPGRADE_ATTR, "0");
@@ -518,7 +297,7 @@ void serve_upgrade_request(mxml_node_t *root)
 
 bool valid_attr_or_complain(const char *attr)
 {
-	if (is_valid_attr_name(attr))
+	if (store_text_attr_name_ok(attr))
 		return true;
 	sim_store_complain("bad attribute name %s", attr);
 	return false;
@@ -528,13 +307,13 @@ bool valid_attr_or_complain(const char *attr)
 
 int tcapi_get(const char *node, const char *attr, char *value)
 {
-	if (!node || !is_valid_attr_name(attr) || !value)
+	if (!node || !store_text_attr_name_ok(attr) || !value)
 		return -1;
 	mxml_node_t *root = cached_store();
 	if (!root)
 		return SIM_STORE_FAULT;
 	int rc = -1;
-	char resolved[NODE_NAME_MAX];
+	char resolved[STORE_NODE_NAME_MAX];
 	if (resolve_node(root, node, resolved, sizeof resolved)) {
 		const char *found = get_attr(root, resolved, attr);
 		if (found) {
@@ -554,17 +333,16 @@ int tcapi_set(const char *node, const char *attr, const char *value)
 	if (!node || !attr || !value)
 		return -1;
 	log_operation("set", node, attr, value);
-	if (!valid_attr_or_complain(attr))
-		return -1;
-	if (strlen(value) > VALUE_MAX) {
-		sim_store_complain("value of %s %s refused: longer than %zu bytes", node, attr, VALUE_MAX);
+	char why[256];
+	if (!store_text_value_ok(node, attr, value, why, sizeof why)) {
+		sim_store_complain("%s", why);
 		return -1;
 	}
 	StoreTransaction tx;
-	char resolved[NODE_NAME_MAX];
+	char resolved[STORE_NODE_NAME_MAX];
 	if (!tx.root() || !resolve_or_complain(tx.root(), node, resolved, sizeof resolved))
 		return -1;
-	mxml_node_t *n = find_node(tx.root(), resolved, true);
+	mxml_node_t *n = store_text_node(tx.root(), resolved, true);
 	if (!n) {
 		sim_store_complain("bad node name %s", node);
 		return -1;
@@ -581,10 +359,10 @@ int sim_store_unset(const char *node, const char *attr)
 	if (attr && !valid_attr_or_complain(attr))
 		return -1;
 	StoreTransaction tx;
-	char resolved[NODE_NAME_MAX];
+	char resolved[STORE_NODE_NAME_MAX];
 	if (!tx.root() || !resolve_or_complain(tx.root(), node, resolved, sizeof resolved))
 		return -1;
-	mxml_node_t *n = find_node(tx.root(), resolved, false);
+	mxml_node_t *n = store_text_node(tx.root(), resolved, false);
 	if (!n)
 		return 0;
 	if (attr)
@@ -600,10 +378,10 @@ int sim_store_show(const char *node, sim_store_attr_fn fn, void *ctx)
 	if (!root)
 		return SIM_STORE_FAULT;
 	int rc = -1;
-	char resolved[NODE_NAME_MAX];
+	char resolved[STORE_NODE_NAME_MAX];
 	mxml_node_t *n = nullptr;
 	if (resolve_node(root, node, resolved, sizeof resolved))
-		n = find_node(root, resolved, false);
+		n = store_text_node(root, resolved, false);
 	if (n) {
 		int count = mxmlElementGetAttrCount(n);
 		for (int i = 0; i < count; i++) {
@@ -626,7 +404,7 @@ int tcapi_commit(const char *node)
 	mxml_node_t *root = load_store();
 	if (!root)
 		return -1;
-	char resolved[NODE_NAME_MAX];
+	char resolved[STORE_NODE_NAME_MAX];
 	int rc = resolve_or_complain(root, node, resolved, sizeof resolved) ? 0 : -1;
 	if (rc == 0 && strcmp(resolved, SYSTEM_NODE) == 0)
 		serve_upgrade_request(root);
@@ -641,7 +419,7 @@ int tcapi_save(void)
 	if (!tx.root())
 		return -1;
 	size_t len;
-	char *text = render_store(tx.root(), &len);
+	char *text = store_text_render(tx.root(), &len);
 	if (!text)
 		return -1;
 	int rc = sim_store_save_to_flash(text, len, tx.lock_fd());
