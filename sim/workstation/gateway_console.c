@@ -135,8 +135,13 @@ int gateway_console_run(const struct gateway_console *c, char *argv[], void (*ex
 				continue;
 			die("cannot wait for the command", NULL);
 		}
-		if (!WIFSTOPPED(status))
+		if (!WIFSTOPPED(status)) {
+			/* The session's end hangs up its foreground: the leader
+			 * takes it, so what the command left running inside keeps
+			 * running, as it does without a terminal. */
+			tcsetpgrp(terminal, getpid());
 			return status;
+		}
 		/* The keyboard stopped the command: the run stops too, and
 		 * continues it when the workstation's shell continues the run. */
 		raise(SIGSTOP);
@@ -247,13 +252,9 @@ int gateway_console_relay(struct gateway_console *c, pid_t child)
 	keyboard_raw(c);
 	struct pending_input in = {.len = 0};
 	int reading = c->keyboard, output = 1, status = 0;
+	/* The child may have ended before the handler was set. */
+	child_changed = 1;
 	for (;;) {
-		struct pollfd p[2] = {{output ? c->master : -1, POLLIN, 0}, {-1, 0, 0}};
-		if (in.done < in.len)
-			p[0].events |= POLLOUT;
-		else if (reading)
-			p[1] = (struct pollfd){STDIN_FILENO, POLLIN, 0};
-		int ready = ppoll(p, 2, NULL, &during_poll);
 		if (window_changed) {
 			window_changed = 0;
 			copy_window_size(c->host, c->master);
@@ -266,7 +267,13 @@ int gateway_console_relay(struct gateway_console *c, pid_t child)
 			else if (done == child || (done < 0 && errno == ECHILD))
 				break;
 		}
-		if (ready <= 0)
+		struct pollfd p[2] = {{output ? c->master : -1, POLLIN, 0}, {-1, 0, 0}};
+		if (in.done < in.len)
+			p[0].events |= POLLOUT;
+		else if (reading)
+			p[1] = (struct pollfd){STDIN_FILENO, POLLIN, 0};
+		/* Signals are taken only while waiting here. */
+		if (ppoll(p, 2, NULL, &during_poll) <= 0)
 			continue;
 		if (p[0].revents & (POLLIN | POLLHUP | POLLERR))
 			output = copy_output(c) >= 0;
