@@ -20,7 +20,7 @@ void print_error()
 
 bool write_flag_file(const char *path, unsigned char value)
 {
-	int fd = safe_open(path, O_WRONLY | O_CREAT, 0644);
+	int fd = safe_open_own(path, O_WRONLY | O_CREAT, 0644);
 	bool ok = fd >= 0 && ftruncate(fd, 0) == 0 && write(fd, &value, 1) == 1;
 	if (fd >= 0)
 		close(fd);
@@ -36,10 +36,11 @@ int set_block0_permission(unsigned char value)
 	return write_flag_file(BLOCK0_PERMISSION_FILE, value) ? 1 : 0;
 }
 
-// An empty file reads as 0, the value of no permission.
+// An empty file reads as 0, the value of no permission; so does another
+// user's file, which cannot be used.
 int get_block0_permission()
 {
-	int fd = safe_open(BLOCK0_PERMISSION_FILE, O_RDONLY);
+	int fd = safe_open_own(BLOCK0_PERMISSION_FILE, O_RDONLY);
 	if (fd < 0) {
 		printf("Open file error!!\n");
 		print_error();

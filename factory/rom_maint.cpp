@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <unistd.h>
 
 #include "factory/factory_common.h"
+#include "lib/safe_file.h"
 #include "romfile/romd.h"
 #include "romfile/romfile.h"
 #include "shell_cmd.h"
@@ -43,12 +45,28 @@ int erase_romd()
 	return 0;
 }
 
+// cp follows a link at its destination, waits on a FIFO and copies into a
+// directory; in the world-writable /var/tmp any of these may stand there. A
+// fresh empty file of this process's own, made first, is all cp can meet (in
+// the sticky /var/tmp no one else may remove it). Where none can be made (a
+// directory is in the way) the copy is left out, and the upgrade service
+// finds no configuration file to store.
+bool make_upload_destination()
+{
+	int fd = safe_create(UPLOADED_CONFIG);
+	if (fd < 0)
+		return false;
+	close(fd);
+	return true;
+}
+
 int copy_running_config_to_romd()
 {
 	char cmd[COPY_CMD_SIZE];
 	memset(cmd, 0, sizeof cmd);
 	snprintf(cmd, sizeof cmd, "/bin/cp /tmp/var/romfile.cfg %s", UPLOADED_CONFIG);
-	run_system_cmd(cmd);
+	if (make_upload_destination())
+		run_system_cmd(cmd);
 	for (const char *line : rom_to_romd_cmds)
 		run_system_cmd(line);
 	print_ok();

@@ -52,6 +52,43 @@ int safe_open(const char *path, int flags, mode_t mode)
 	return fd;
 }
 
+namespace {
+
+bool is_own_file(int fd)
+{
+	struct stat st;
+	return fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == geteuid() && st.st_nlink == 1 &&
+	       (st.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+// Another user's file may not even open for writing: what stands at PATH
+// is then looked at without following or opening it.
+bool is_foreign_regular_file(const char *path)
+{
+	struct stat st;
+	return lstat(path, &st) == 0 && S_ISREG(st.st_mode);
+}
+
+} // namespace
+
+int safe_open_own(const char *path, int flags, mode_t mode)
+{
+	int fd = safe_open(path, flags, mode);
+	if (fd >= 0 && is_own_file(fd))
+		return fd;
+	if (fd >= 0)
+		close(fd);
+	else if (errno != EACCES && errno != EPERM)
+		return -1;
+	if (!(flags & O_CREAT) || !is_foreign_regular_file(path)) {
+		errno = EPERM;
+		return -1;
+	}
+	if (unlink(path) != 0)
+		return -1;
+	return open(path, flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+}
+
 const char *safe_open_error(int err)
 {
 	switch (err) {

@@ -20,6 +20,15 @@ int safe_open(const char *path, int flags, mode_t mode = 0666);
 // file"), else strerror(ERR).
 const char *safe_open_error(int err);
 
+// Files whose contents carry authority (a write permission, pending
+// changes, a state flag): only a regular file of the user running, with no
+// other name, that no one else may write, counts. Opens PATH as safe_open
+// does and refuses any other file (errno EPERM). When FLAGS hold O_CREAT, a
+// regular file that does not count is removed and the file made afresh
+// (O_EXCL), so another user's file never stands in the way of the owner's
+// own; a link, FIFO or directory is still refused as safe_open refuses it.
+int safe_open_own(const char *path, int flags, mode_t mode = 0644);
+
 // Creates PATH afresh: a file left there (by anyone) is removed first and
 // the new one is made with O_EXCL, so the descriptor is known to be the only
 // file at PATH that this process wrote. -1 on failure.

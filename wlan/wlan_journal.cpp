@@ -57,7 +57,8 @@ void wlan_journal_set_text(WlanJournal *j, size_t base, WlanTextField field, con
 void wlan_journal_load_file(const char *path, WlanJournal *j)
 {
 	wlan_journal_clear(j);
-	int fd = safe_open(path, O_RDONLY);
+	// Another user's file holds no changes of this operator's.
+	int fd = safe_open_own(path, O_RDONLY);
 	if (fd < 0)
 		return;
 	read_up_to(fd, j->bytes, WLAN_JOURNAL_SIZE);
@@ -73,7 +74,7 @@ void wlan_journal_load(WlanJournal *j)
 // does; the setter has nothing else to say about it.
 bool wlan_journal_store(const WlanJournal &j)
 {
-	int fd = safe_open(WLAN_JOURNAL_PATH, O_WRONLY | O_CREAT, 0644);
+	int fd = safe_open_own(WLAN_JOURNAL_PATH, O_WRONLY | O_CREAT, 0644);
 	if (fd < 0 || ftruncate(fd, 0) != 0) {
 		if (fd >= 0)
 			close(fd);

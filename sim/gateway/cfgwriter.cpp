@@ -49,11 +49,13 @@ int fail(const char *what, const char *detail)
 	return 1;
 }
 
-// The whole text of PATH ("-": standard input), NUL-terminated.
+// The whole text of PATH ("-": standard input), NUL-terminated. A file
+// named is stored only when it is the writer's own (the gateway's root's):
+// what another user left in /var/tmp never reaches flash.
 char *read_text(const char *path, size_t *len)
 {
 	bool from_stdin = strcmp(path, "-") == 0;
-	int fd = from_stdin ? 0 : safe_open(path, O_RDONLY);
+	int fd = from_stdin ? 0 : safe_open_own(path, O_RDONLY);
 	if (fd < 0)
 		return nullptr;
 	char *text = static_cast<char *>(malloc(TEXT_MAX + 1));

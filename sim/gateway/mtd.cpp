@@ -6,9 +6,12 @@
 //                                    program LENGTH bytes of FILE at OFFSET,
 //                                    keeping the rest of the erase blocks
 //
-// The partition is worked erase block by erase block (erase, program, next),
-// as on real flash: an interrupted run leaves the blocks before the cut new,
-// the block at the cut erased and the blocks after it old.
+// The partition is worked erase block by erase block (erase, program, read
+// back, next), as on real flash: an interrupted run leaves the blocks before
+// the cut new, the block at the cut erased and the blocks after it old. A
+// block whose contents do not change is neither erased nor programmed, so a
+// write of the whole boot-loader partition that changes only the
+// manufacturing record's block never puts the boot code's block at risk.
 // Power cuts for tests (SIGKILL, so nothing after the cut runs):
 // GWSIM_MTD_KILL_AFTER_BLOCKS=N cuts after the Nth block is done (erased and
 // programmed); GWSIM_MTD_KILL_AFTER_ERASES=N cuts right after the Nth block
@@ -50,6 +53,7 @@ public:
 		if (fd_ >= 0)
 			close(fd_);
 		free(block_);
+		free(current_);
 	}
 
 	int open_named(const char *name)
@@ -66,7 +70,8 @@ public:
 		if (mtd_dev_ioctl(fd_, MEMGETINFO, &info_) < 0 || info_.erasesize == 0)
 			return fail("%s is not an MTD partition", name);
 		block_ = static_cast<unsigned char *>(malloc(info_.erasesize));
-		if (!block_)
+		current_ = static_cast<unsigned char *>(malloc(info_.erasesize));
+		if (!block_ || !current_)
 			return fail("out of memory for %s", name);
 		kill_after_ = env_number("GWSIM_MTD_KILL_AFTER_BLOCKS");
 		kill_after_erases_ = env_number("GWSIM_MTD_KILL_AFTER_ERASES");
@@ -83,9 +88,13 @@ public:
 		return pread(fd_, block_, info_.erasesize, start) == static_cast<ssize_t>(info_.erasesize);
 	}
 
-	// Erases one block and programs the staged block buffer into it.
-	bool rewrite_block(uint32_t start, bool program)
+	// Makes the block at START hold the staged block buffer: erased and
+	// programmed only when its contents change, then read back.
+	bool update_block(uint32_t start)
 	{
+		if (pread(fd_, current_, info_.erasesize, start) == static_cast<ssize_t>(info_.erasesize) &&
+		    memcmp(current_, block_, info_.erasesize) == 0)
+			return true;
 		erase_info_user req = {start, info_.erasesize};
 		if (erase_delay_us_ > 0)
 			usleep(static_cast<useconds_t>(erase_delay_us_));
@@ -93,14 +102,25 @@ public:
 			return false;
 		if (kill_after_erases_ >= 0 && ++erases_done_ >= kill_after_erases_)
 			raise(SIGKILL);
-		if (program && pwrite(fd_, block_, info_.erasesize, start) != static_cast<ssize_t>(info_.erasesize))
+		if (!staged_is_erased() &&
+		    pwrite(fd_, block_, info_.erasesize, start) != static_cast<ssize_t>(info_.erasesize))
 			return false;
 		if (kill_after_ >= 0 && ++blocks_done_ >= kill_after_)
 			raise(SIGKILL);
-		return true;
+		return pread(fd_, current_, info_.erasesize, start) == static_cast<ssize_t>(info_.erasesize) &&
+		       memcmp(current_, block_, info_.erasesize) == 0;
 	}
 
 private:
+	bool staged_is_erased() const
+	{
+		for (uint32_t i = 0; i < info_.erasesize; i++) {
+			if (block_[i] != 0xFF)
+				return false;
+		}
+		return true;
+	}
+
 	static long env_number(const char *var)
 	{
 		const char *value = getenv(var);
@@ -110,6 +130,7 @@ private:
 	int fd_ = -1;
 	mtd_info_user info_ = {};
 	unsigned char *block_ = nullptr;
+	unsigned char *current_ = nullptr;
 	long kill_after_ = -1;
 	long blocks_done_ = 0;
 	long kill_after_erases_ = -1;
@@ -139,8 +160,9 @@ int erase_partition(const char *name)
 	Partition part;
 	if (part.open_named(name))
 		return 1;
+	memset(part.block(), 0xFF, part.erase_size());
 	for (uint32_t start = 0; start < part.size(); start += part.erase_size()) {
-		if (!part.rewrite_block(start, false))
+		if (!part.update_block(start))
 			return fail("erase of %s failed", name);
 	}
 	return 0;
@@ -165,7 +187,7 @@ int write_partition(const char *file, const char *name)
 		ssize_t got = read_full(in, part.block(), part.erase_size());
 		if (got < 0)
 			rc = fail("cannot read %s", file);
-		else if (!part.rewrite_block(start, got > 0))
+		else if (!part.update_block(start))
 			rc = fail("write of %s failed", name);
 	}
 	close(in);
@@ -214,7 +236,7 @@ int write_range(const char *file, const char *length_text, const char *offset_te
 		uint64_t from = offset > start ? offset : start;
 		uint64_t to = end < start + erase ? end : start + erase;
 		memcpy(part.block() + (from - start), data + (from - offset), to - from);
-		if (!part.rewrite_block(static_cast<uint32_t>(start), true))
+		if (!part.update_block(static_cast<uint32_t>(start)))
 			rc = fail("write of %s failed", name);
 	}
 	free(data);

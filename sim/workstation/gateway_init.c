@@ -38,6 +38,7 @@
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -70,6 +71,8 @@
 /* An init no run has come to for this long leaves when no run is going on;
  * the next run boots the gateway again. While runs come it stays. */
 #define IDLE_MS 3000
+/* Processes a gateway may have at once: many times what a busy gateway runs. */
+#define GATEWAY_PROCESSES 512
 /* How often an idle init looks whether its gateway still exists. */
 #define TICK_MS 500
 
@@ -332,6 +335,25 @@ static int make_proc(void)
 	return pids_limited;
 }
 
+void bound_processes(void)
+{
+	struct rlimit procs;
+	if (getrlimit(RLIMIT_NPROC, &procs) == 0 && procs.rlim_max != RLIM_INFINITY &&
+	    procs.rlim_max <= GATEWAY_PROCESSES)
+		return;
+	procs.rlim_cur = procs.rlim_max = GATEWAY_PROCESSES;
+	if (setrlimit(RLIMIT_NPROC, &procs) < 0)
+		die("cannot bound the gateway's processes", NULL);
+}
+
+/* No user namespace can be made inside: in one of its own a process would
+ * hold again every capability the runs drop. The limit is the gateway's
+ * user namespace's own, and only the init holds the capability to set it. */
+static void forbid_user_namespaces(void)
+{
+	write_proc_file(KERNEL_PROC "/sys/user/max_user_namespaces", "0");
+}
+
 /* The gateway's root becomes DIR and the workstation's root is detached. */
 static void change_root(void)
 {
@@ -523,6 +545,7 @@ static void gateway_init(int listener, int ready, int null)
 {
 	prctl(PR_SET_NAME, "init", 0, 0, 0);
 	int pids_limited = make_proc();
+	forbid_user_namespaces();
 	loopback_up();
 	change_root();
 	int marker = open("/.gwsim", O_PATH | O_DIRECTORY | O_CLOEXEC);
@@ -589,6 +612,7 @@ static void start_init(int listener, int ready)
 	qsort(keep, 3, sizeof keep[0], sort_ints);
 	close_all_but(keep, 3);
 	enter_namespaces();
+	bound_processes();
 	mount_gateway_root();
 	bind_host_files();
 	pid_t init = fork();

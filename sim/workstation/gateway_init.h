@@ -55,6 +55,11 @@ int gateway_boot(const struct gateway_name *name);
 /* Opens the gateway's run lock at PATH (see serve_runs). */
 int gateway_run_lock(const char *path);
 
+/* A fork storm inside stays inside: processes of the gateway's root are
+ * counted in the gateway's user namespace, so this bounds the gateway's
+ * processes alone. Called once the caller is in that namespace. */
+void bound_processes(void);
+
 /* Capabilities that could undo the seal leave the bounding set. */
 void seal_capabilities(void);
 

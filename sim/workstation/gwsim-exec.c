@@ -28,6 +28,7 @@
 #include <string.h>
 #include <sys/prctl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -35,6 +36,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "gateway_console.h"
 #include "gateway_init.h"
 
 #define GATEWAY_PATH "/userfs/bin:/bin:/sbin:/usr/bin"
@@ -48,6 +50,9 @@
 #define LOCK_TRIES 10000
 /* The init answers at once; this only bounds a run whose init is stuck. */
 #define SETTLE_MS 30000
+/* No file a gateway writes grows past this: 32 times its largest partition,
+ * and four times the largest configuration its store takes. */
+#define GATEWAY_FILE_MAX (64UL << 20)
 
 static pid_t forward_to;
 
@@ -79,6 +84,23 @@ static void drop_root(const struct gateway_marker *dir, const char *name)
 		die("cannot become the gateway's owner for", name);
 	/* A change of user makes /proc/self root's; a boot writes its maps. */
 	prctl(PR_SET_DUMPABLE, 1, 0, 0, 0);
+}
+
+/* Bounds of every process of the gateway, its init included (a boot starts
+ * from here): no program inside gains privileges by executing anything, and
+ * no file written inside grows without bound on the workstation's disk. */
+static void bound_gateway(void)
+{
+	if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) < 0)
+		die("cannot forbid new privileges", NULL);
+	struct rlimit size;
+	if (getrlimit(RLIMIT_FSIZE, &size) < 0)
+		die("cannot read the file size limit", NULL);
+	if (size.rlim_max == RLIM_INFINITY || size.rlim_max > GATEWAY_FILE_MAX) {
+		size.rlim_cur = size.rlim_max = GATEWAY_FILE_MAX;
+		if (setrlimit(RLIMIT_FSIZE, &size) < 0)
+			die("cannot limit the size of files", NULL);
+	}
 }
 
 /* The init is a process of this user, whatever else may listen there. */
@@ -207,28 +229,44 @@ static void settle_with_init(int link)
 	}
 }
 
-/* Signals from the host are passed on to the command. */
+/* Signals from the host are passed on to the command. The command has a
+ * session of its own, so the workstation's keyboard signals come to the run,
+ * which passes them to the command's whole process group as a terminal
+ * would. */
 static void on_signal(int sig)
 {
 	int saved = errno;
-	if (forward_to > 0)
+	int keyboard = sig == SIGINT || sig == SIGQUIT;
+	if (forward_to > 0 && (!keyboard || kill(-forward_to, sig) < 0))
 		kill(forward_to, sig);
+	errno = saved;
+}
+
+/* The keyboard's stop: the command's group stops with the run and goes on
+ * when the workstation's shell continues the run. */
+static void on_stop(int sig)
+{
+	(void)sig;
+	int saved = errno;
+	if (forward_to > 0)
+		kill(-forward_to, SIGSTOP);
+	raise(SIGSTOP);
+	if (forward_to > 0)
+		kill(-forward_to, SIGCONT);
 	errno = saved;
 }
 
 static void set_signals(int forward)
 {
+	static const int PASSED_ON[] = {SIGTERM, SIGHUP, SIGINT, SIGQUIT};
 	struct sigaction sa;
 	memset(&sa, 0, sizeof sa);
 	sa.sa_handler = forward ? on_signal : SIG_DFL;
 	sa.sa_flags = SA_RESTART;
-	sigaction(SIGTERM, &sa, NULL);
-	sigaction(SIGHUP, &sa, NULL);
-	/* Keyboard signals reach the command straight from the terminal. */
-	memset(&sa, 0, sizeof sa);
-	sa.sa_handler = forward ? SIG_IGN : SIG_DFL;
-	sigaction(SIGINT, &sa, NULL);
-	sigaction(SIGQUIT, &sa, NULL);
+	for (size_t i = 0; i < sizeof PASSED_ON / sizeof PASSED_ON[0]; i++)
+		sigaction(PASSED_ON[i], &sa, NULL);
+	sa.sa_handler = forward ? on_stop : SIG_DFL;
+	sigaction(SIGTSTP, &sa, NULL);
 }
 
 static int exit_code(int status)
@@ -278,12 +316,24 @@ static void set_console_environment(void)
 	environ = env;
 }
 
+/* The command starts with standard input, output and error only: a
+ * descriptor the caller left open (a directory above all) would reach the
+ * workstation's files from inside. */
+static void close_inherited_descriptors(void)
+{
+	if (syscall(SYS_close_range, 3U, ~0U, 0U) == 0)
+		return;
+	for (int fd = 3; fd < 65536; fd++)
+		close(fd);
+}
+
 /* In the command's process: it dies with the run (a run killed by a
  * time-out takes its command along), then becomes the command. */
 static void run_command(char *argv[])
 {
 	prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
 	set_signals(0);
+	close_inherited_descriptors();
 	execvp(argv[0], argv);
 	int err = errno;
 	fprintf(stderr, "gwsim: %s: %s\n", argv[0], strerror(err));
@@ -291,15 +341,41 @@ static void run_command(char *argv[])
 }
 
 /* vfork: the command replaces the copy at once, so nothing of this process's
- * memory needs copying. */
+ * memory needs copying. Its session is its own: the workstation's terminal,
+ * if the run has one, is no controlling terminal inside (/dev/tty). */
 static pid_t start_command(char *argv[])
 {
 	pid_t child = vfork();
 	if (child < 0)
 		die("cannot fork", NULL);
-	if (child == 0)
+	if (child == 0) {
+		setsid();
 		run_command(argv);
+	}
 	return child;
+}
+
+/* On a terminal: the console's session leader, which dies with the run. */
+static pid_t start_console(const struct gateway_console *console, char *argv[])
+{
+	pid_t child = fork();
+	if (child < 0)
+		die("cannot fork", NULL);
+	if (child == 0) {
+		prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
+		_exit(exit_code(gateway_console_run(console, argv, run_command)));
+	}
+	return child;
+}
+
+static int wait_command(pid_t child)
+{
+	int status;
+	while (waitpid(child, &status, 0) < 0) {
+		if (errno != EINTR)
+			return -1;
+	}
+	return status;
 }
 
 /* A run started with a standard stream closed would hand that number to the
@@ -338,6 +414,10 @@ int main(int argc, char *argv[])
 		die("cannot enter", name);
 	close(dir);
 	drop_root(&marker, name);
+	bound_gateway();
+	/* Made on the workstation, before its /dev is left behind. */
+	struct gateway_console console;
+	int on_terminal = gateway_console_open(&console);
 	/* Held shared until the command ends: the init leaves only when no run
 	 * holds it. */
 	int run_lock = gateway_run_lock(".gwsim/run.lock");
@@ -345,16 +425,15 @@ int main(int argc, char *argv[])
 	struct gateway_name gw;
 	gateway_name_of(&gw, geteuid(), &marker);
 	int link = join_gateway(&gw, name);
+	bound_processes();
 	seal_capabilities();
 	set_console_environment();
 	set_signals(1);
-	pid_t child = start_command(cmd);
+	pid_t child = on_terminal ? start_console(&console, cmd) : start_command(cmd);
 	forward_to = child;
-	int status;
-	while (waitpid(child, &status, 0) < 0) {
-		if (errno != EINTR)
-			return EXIT_SETUP;
-	}
+	int status = on_terminal ? gateway_console_relay(&console, child) : wait_command(child);
+	if (status < 0)
+		return EXIT_SETUP;
 	settle_with_init(link);
 	close(run_lock);
 	return exit_code(status);

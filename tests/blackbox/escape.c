@@ -6,6 +6,8 @@
  *                           in the gateway) when it gets out, and prints one
  *                           line "NAME: refused" or "NAME: ESCAPED"
  *   escape nested HOST-DIR  the same from a fresh user namespace of its own
+ *                           (the gateway allows none: "no nested namespace")
+ *   escape storm            forks until refused; prints how many ran at once
  *   escape no-userns CMD... (on the workstation, as root) runs CMD where
  *                           no user namespace may be made, root and nobody
  *                           being who they are on the workstation
@@ -22,7 +24,10 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -144,6 +149,68 @@ static int network(void)
 	return fd >= 0 && connect(fd, (struct sockaddr *)&sa, sizeof sa) == 0;
 }
 
+/* Keystrokes pushed into every terminal within reach. Were one the
+ * workstation's, its shell would run the line once the run is over, which
+ * only the test can see (HOST-DIR/terminal): a terminal of the gateway's
+ * own takes them harmlessly, so the attempt itself reports nothing. */
+static int terminal(void)
+{
+	char line[4200];
+	int n = snprintf(line, sizeof line, "touch %s/terminal\n", host_dir);
+	int fds[4] = {0, 1, 2, open("/dev/tty", O_RDWR | O_NOCTTY)};
+	for (int i = 0; i < 4; i++) {
+		for (int k = 0; fds[i] >= 0 && k < n; k++)
+			ioctl(fds[i], TIOCSTI, line + k);
+	}
+	return 0;
+}
+
+/* A directory descriptor left open by the caller would hold the
+ * workstation's tree. */
+static int inherited_descriptor(void)
+{
+	int escaped = 0;
+	for (int fd = 3; fd < 256; fd++) {
+		char path[64];
+		snprintf(path, sizeof path, "/proc/self/fd/%d/inherited", fd);
+		int out = openat(fd, "inherited", O_WRONLY | O_CREAT, 0644);
+		if (out < 0)
+			out = open(path, O_WRONLY | O_CREAT, 0644);
+		if (out >= 0) {
+			escaped = 1;
+			close(out);
+		}
+	}
+	return escaped;
+}
+
+static int new_privileges(void)
+{
+	return prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) != 1;
+}
+
+static int user_namespace(void)
+{
+	pid_t child = fork();
+	if (child == 0)
+		_exit(unshare(CLONE_NEWUSER) == 0);
+	int status = 0;
+	waitpid(child, &status, 0);
+	return WIFEXITED(status) && WEXITSTATUS(status) == 1;
+}
+
+/* One file past any bound a gateway needs, written sparse. */
+static int huge_file(void)
+{
+	signal(SIGXFSZ, SIG_IGN);
+	int fd = open("/tmp/huge", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+	int grew = fd >= 0 && pwrite(fd, "x", 1, (off_t)300 << 20) == 1;
+	if (fd >= 0)
+		close(fd);
+	unlink("/tmp/huge");
+	return grew;
+}
+
 static const struct {
 	const char *name;
 	int (*attempt)(void);
@@ -156,7 +223,35 @@ static const struct {
 	{"symlink", symlink_out},
 	{"proc root", proc_root},
 	{"network", network},
+	{"terminal input", terminal},
+	{"inherited descriptor", inherited_descriptor},
+	{"new privileges", new_privileges},
+	{"user namespace", user_namespace},
+	{"file past 64 MiB", huge_file},
 };
+
+/* Children that only wait to be killed, made until the kernel refuses. */
+#define STORM_MAX 100000
+static int fork_storm(void)
+{
+	static pid_t children[STORM_MAX];
+	int made = 0;
+	for (; made < STORM_MAX; made++) {
+		children[made] = fork();
+		if (children[made] < 0)
+			break;
+		if (children[made] == 0) {
+			pause();
+			_exit(0);
+		}
+	}
+	for (int i = 0; i < made; i++)
+		kill(children[i], SIGKILL);
+	while (wait(NULL) > 0) {
+	}
+	printf("%d\n", made == STORM_MAX ? -1 : made);
+	return 0;
+}
 
 static int listen_once(const char *port_file)
 {
@@ -229,6 +324,8 @@ int main(int argc, char *argv[])
 		return without_user_namespaces(argv + 2);
 	if (argc == 3 && strcmp(argv[1], "listen") == 0)
 		return listen_once(argv[2]);
+	if (argc == 2 && strcmp(argv[1], "storm") == 0)
+		return fork_storm();
 	if (argc != 4 || (strcmp(argv[1], "try") != 0 && strcmp(argv[1], "nested") != 0))
 		return 2;
 	host_dir = argv[2];
