@@ -13,16 +13,21 @@ packages=(
 	clang libclang-rt-dev
 	valgrind
 	g++-mips-linux-gnu qemu-user
+	qemu-system-x86
 )
 missing=()
 for p in "${packages[@]}"; do
 	dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'ok installed' || missing+=("$p")
 done
-[ ${#missing[@]} -eq 0 ] && exit 0
-if [ "$(id -u)" != 0 ]; then
-	echo "missing packages (run as root to install): ${missing[*]}" >&2
-	exit 1
+if [ ${#missing[@]} -gt 0 ]; then
+	if [ "$(id -u)" != 0 ]; then
+		echo "missing packages (run as root to install): ${missing[*]}" >&2
+		exit 1
+	fi
+	export DEBIAN_FRONTEND=noninteractive
+	apt-get update -qq
+	apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
-export DEBIAN_FRONTEND=noninteractive
-apt-get update -qq
-apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+# The kernel `gwsim kernel` boots: Debian's, unpacked into the build tree,
+# never installed on the workstation.
+bash "$(dirname "$0")/../sim/kernel/fetch.sh"
