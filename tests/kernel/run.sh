@@ -8,7 +8,8 @@
 #    fresh gateway; output, error, status and the whole gateway afterwards
 #    (every partition, the logs, the store) must be the same.
 # 2. A boot of saves is cut by killing its machine at a random moment after
-#    a save returned; the next boot must load that save or a later one.
+#    a save returned; the next boot (gwsim run, on the same partition files)
+#    must load that save or a later one.
 set -u
 root=$(cd "$(dirname "$0")/../.." && pwd)
 export GWSIM_BUILD=${GWSIM_BUILD:-$root/build}
@@ -100,7 +101,8 @@ power_cut_during_saves() {
 		return
 	fi
 	[ "$rc" = 125 ] || fail "power cut: gwsim kernel exited $rc, not 125"
-	got=$("$GWSIM" kernel "$gw" -- sh -c 'cfgwriter load >/dev/null && tcapi get Timezone_Entry SERVER1' 2>&1)
+	# The next boot, on the simulated gateway: its flash is the same files.
+	got=$("$GWSIM" run "$gw" -- sh -c 'cfgwriter load >/dev/null && tcapi get Timezone_Entry SERVER1' 2>&1)
 	case $got in
 	cut[0-9].example) ;;
 	*) fail "power cut after save $target: the next boot loaded '$got'" ;;
