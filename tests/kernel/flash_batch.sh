@@ -10,6 +10,10 @@ step() {
 flash_hex() { od -An -v -tx1 -j "$2" -N "$3" "$1"; }
 record() { flash_hex /dev/mtd0 130816 167; }
 
+# The driver's answers at a partition's end and to its other requests, as
+# the unit tests expect them (they skip on NAND); their report is not
+# compared, only their status.
+step sh -c '/tmp/sys_unit_tests --gtest_filter="MtdDriver.*" >/dev/null 2>&1'
 printf '\001' >/tmp/debug_flag
 step mtd writeflash /tmp/debug_flag 1 130935 bootloader
 step record

@@ -4,9 +4,10 @@
 # gateway (`gwsim run`), on NOR and on NAND flash, and survive a power cut.
 #
 # 1. flash_batch.sh (every command that writes flash, and the reads after
-#    each) runs in one boot per flash kind and once with gwsim run, each on a
-#    fresh gateway; output, error, status and the whole gateway afterwards
-#    (every partition, the logs, the store) must be the same.
+#    each, and the unit tests of the driver's answers) runs in one boot per
+#    flash kind and once with gwsim run, each on a fresh gateway; output,
+#    error, status and the whole gateway afterwards (every partition, the
+#    logs, the store) must be the same.
 # 2. A boot of saves is cut by killing its machine at a random moment after
 #    a save returned; the next boot (gwsim run, on the same partition files)
 #    must load that save or a later one.
@@ -30,11 +31,14 @@ fresh_gateway() {
 	"$GWSIM" init "$scratch/$1" >/dev/null || fail "gwsim init $1"
 }
 
-# run_batch NAME GWSIM-ARGS...: the batch on a fresh gateway NAME.
+# run_batch NAME GWSIM-ARGS...: the batch on a fresh gateway NAME, with the
+# unit tests of the MTD driver's answers in its /tmp.
 run_batch() {
 	local name=$1
 	shift
 	fresh_gateway "$name"
+	cp "$UNIT_TESTS" "$scratch/$name/tmp/" && chown --reference="$scratch/$name" "$scratch/$name/tmp/${UNIT_TESTS##*/}" ||
+		fail "cannot put the unit tests into $name"
 	"$GWSIM" "$@" "$scratch/$name" -- sh -c "$(cat "$root/tests/kernel/flash_batch.sh")" \
 		>"$scratch/$name.out" 2>"$scratch/$name.err" </dev/null
 	echo $? >"$scratch/$name.rc"
@@ -53,7 +57,9 @@ same_as_run() {
 		fail "$1: the gateway differs from gwsim run's: $(head -5 "$scratch/$1.diff")"
 }
 
+UNIT_TESTS=$GWSIM_BUILD/tests/sys_unit_tests
 batch_on_every_flash() {
+	[ -x "$UNIT_TESTS" ] || fail "$UNIT_TESTS is not built"
 	run_batch run run
 	[ "$(cat "$scratch/run.rc")" = 0 ] || fail "the batch failed under gwsim run: $(head -3 "$scratch/run.err")"
 	run_batch nor kernel
