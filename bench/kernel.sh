@@ -12,16 +12,8 @@ set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 boots=${1:-3}
 commands=${2:-20}
-build=${GWSIM_BUILD:-$root/build-bench}
-if [ -z "${GWSIM_BUILD:-}" ]; then
-	"$root/scripts/deps.sh"
-	cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DSYS_TESTS=OFF >/dev/null
-	cmake --build "$build" -j2 >/dev/null
-fi
-export GWSIM_BUILD=$build
-work=$(mktemp -d "$build/bench.XXXXXX")
-chmod 755 "$work"
-trap 'rm -rf "$work"' EXIT
+# shellcheck source=bench/release_build.sh
+. "$root/bench/release_build.sh"
 gwsim=$root/sim/gwsim
 
 now() { date +%s%N; }
