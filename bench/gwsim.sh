@@ -7,15 +7,8 @@
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 runs=${1:-300}
-build=${GWSIM_BUILD:-$root/build-bench}
-if [ -z "${GWSIM_BUILD:-}" ]; then
-	"$root/scripts/deps.sh"
-	cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DSYS_TESTS=OFF >/dev/null
-	cmake --build "$build" -j2 >/dev/null
-fi
-export GWSIM_BUILD=$build
-work=$(mktemp -d "$build/bench.XXXXXX")
-trap 'rm -rf "$work"' EXIT
+# shellcheck source=bench/release_build.sh
+. "$root/bench/release_build.sh"
 gwsim=$root/sim/gwsim
 gw=$work/gw
 "$gwsim" init "$gw"

@@ -72,7 +72,7 @@ bool transfer_all(int fd, unsigned char *buf, size_t len, bool writing)
 {
 	size_t done = 0;
 	while (done < len) {
-		ssize_t n = writing ? write(fd, buf + done, len - done) : read(fd, buf + done, len - done);
+		ssize_t n = writing ? mtd_dev_write(fd, buf + done, len - done) : read(fd, buf + done, len - done);
 		if (n <= 0)
 			return false;
 		done += size_t(n);

@@ -47,11 +47,11 @@ int open_partition(const char *name, int flags)
 			fclose(list);
 			char dev[32];
 			snprintf(dev, sizeof dev, "/dev/mtd%d", index);
-			return open(dev, flags);
+			return mtd_dev_open(dev, flags);
 		}
 		fclose(list);
 	}
-	return open(name, flags);
+	return mtd_dev_open(name, flags);
 }
 
 } // namespace

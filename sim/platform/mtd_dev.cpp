@@ -1,13 +1,17 @@
-// MTD requests on the simulated gateway, where /dev/mtdN are regular files.
-// The real request is tried first, so a real MTD device works unchanged; when
-// the descriptor turns out to be a partition file, the driver's answer is
-// emulated from /proc/mtd.
+// The MTD driver on the simulated gateway, where /dev/mtdN are regular files.
+// The real call is made first where a real MTD device could answer, so a
+// real device works unchanged; on a partition file the driver's answer is
+// given from /proc/mtd, as the kernel's MTD driver gives it: the partition
+// is as large as listed however large the file is, writes stop at its end,
+// O_TRUNC is ignored, and a NOR partition has no bad blocks, no erase
+// regions and no ECC corrections.
 #include "mtd_dev.h"
 
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,35 +22,35 @@ namespace {
 
 constexpr size_t ERASE_CHUNK = 4096;
 
-// The erase size /proc/mtd lists for the partition whose /dev/mtdN is the
-// same file as st. 0 when the file is no listed partition.
-uint32_t listed_erase_size(const struct stat &st)
-{
-	proc_mtd_entry e;
-	return proc_mtd_by_file(st, &e) ? e.erase_size : 0;
-}
-
 int fail(int err)
 {
 	errno = err;
 	return -1;
 }
 
-int get_info(const struct stat &st, uint32_t erase_size, mtd_info_user *info)
+// The listed partition whose /dev/mtdN is the regular file FD is open on.
+bool partition_of(int fd, proc_mtd_entry *e, struct stat *st)
 {
+	return fstat(fd, st) == 0 && S_ISREG(st->st_mode) && proc_mtd_by_file(*st, e) && e->erase_size != 0;
+}
+
+int get_info(const proc_mtd_entry &e, void *arg)
+{
+	auto *info = static_cast<mtd_info_user *>(arg);
 	memset(info, 0, sizeof *info);
 	info->type = MTD_NORFLASH;
 	info->flags = MTD_CAP_NORFLASH;
-	info->size = static_cast<uint32_t>(st.st_size);
-	info->erasesize = erase_size;
+	info->size = e.size;
+	info->erasesize = e.erase_size;
 	info->writesize = 1;
 	return 0;
 }
 
-int erase(int fd, const struct stat &st, uint32_t erase_size, const erase_info_user *req)
+int erase(int fd, const proc_mtd_entry &e, void *arg)
 {
+	const auto *req = static_cast<const erase_info_user *>(arg);
 	uint64_t end = static_cast<uint64_t>(req->start) + req->length;
-	if (end > static_cast<uint64_t>(st.st_size) || req->start % erase_size || req->length % erase_size)
+	if (end > e.size || req->start % e.erase_size || req->length % e.erase_size)
 		return fail(EINVAL);
 	unsigned char ones[ERASE_CHUNK];
 	memset(ones, 0xFF, sizeof ones);
@@ -60,6 +64,37 @@ int erase(int fd, const struct stat &st, uint32_t erase_size, const erase_info_u
 	return 0;
 }
 
+int get_bad_block(const proc_mtd_entry &e, void *arg)
+{
+	const auto *offset = static_cast<const loff_t *>(arg);
+	return *offset < 0 || static_cast<uint64_t>(*offset) >= e.size ? fail(EINVAL) : 0;
+}
+
+int get_region_count(const proc_mtd_entry &, void *arg)
+{
+	*static_cast<int *>(arg) = 0;
+	return 0;
+}
+
+int get_ecc_stats(const proc_mtd_entry &, void *arg)
+{
+	memset(arg, 0, sizeof(mtd_ecc_stats));
+	return 0;
+}
+
+struct Request {
+	unsigned long request;
+	int (*answer)(const proc_mtd_entry &, void *);
+};
+
+// What a NOR partition answers; MEMERASE also needs the descriptor.
+const Request REQUESTS[] = {
+	{MEMGETINFO, get_info},
+	{MEMGETBADBLOCK, get_bad_block},
+	{MEMGETREGIONCOUNT, get_region_count},
+	{ECCGETSTATS, get_ecc_stats},
+};
+
 } // namespace
 
 int mtd_dev_ioctl(int fd, unsigned long request, void *arg)
@@ -68,17 +103,41 @@ int mtd_dev_ioctl(int fd, unsigned long request, void *arg)
 	if (rc == 0 || (errno != ENOTTY && errno != EINVAL && errno != ENOSYS))
 		return rc;
 	int saved = errno;
-	struct stat st;
-	if (fstat(fd, &st) < 0 || !S_ISREG(st.st_mode))
-		return fail(saved);
-	if (request != MEMGETINFO && request != MEMERASE)
-		return fail(ENOTTY);
-	uint32_t erase_size = listed_erase_size(st);
-	if (erase_size == 0)
-		return fail(ENOTTY);
+	struct stat st = {};
+	proc_mtd_entry e;
+	if (!partition_of(fd, &e, &st))
+		return fail(S_ISREG(st.st_mode) ? ENOTTY : saved);
 	if (!arg)
 		return fail(EFAULT);
-	if (request == MEMGETINFO)
-		return get_info(st, erase_size, static_cast<mtd_info_user *>(arg));
-	return erase(fd, st, erase_size, static_cast<const erase_info_user *>(arg));
+	if (request == MEMERASE)
+		return erase(fd, e, arg);
+	for (const Request &r : REQUESTS) {
+		if (r.request == request)
+			return r.answer(e, arg);
+	}
+	return fail(ENOTTY);
+}
+
+int mtd_dev_open(const char *path, int flags)
+{
+	struct stat st;
+	proc_mtd_entry e;
+	if ((flags & O_TRUNC) && stat(path, &st) == 0 && S_ISREG(st.st_mode) && proc_mtd_by_file(st, &e))
+		flags &= ~O_TRUNC;
+	return open(path, flags);
+}
+
+ssize_t mtd_dev_write(int fd, const void *buf, size_t len)
+{
+	struct stat st;
+	proc_mtd_entry e;
+	if (!partition_of(fd, &e, &st))
+		return write(fd, buf, len);
+	off_t pos = lseek(fd, 0, SEEK_CUR);
+	if (pos < 0)
+		return -1;
+	if (static_cast<uint64_t>(pos) >= e.size)
+		return fail(ENOSPC);
+	size_t room = static_cast<size_t>(e.size - static_cast<uint64_t>(pos));
+	return write(fd, buf, len < room ? len : room);
 }

@@ -61,6 +61,16 @@ gw_put() {
 	cat >"$GW$1" && chown -h "$(stat -c %u:%g "$GW/.gwsim")" "$GW$1"
 }
 
+# gw_flash_put PARTITION OFFSET HEXBYTES: bytes written into a partition (a
+# name or /dev/mtdN) through the gateway's flash utility, as the gateway's
+# own tools write flash: a byte written straight into the partition file
+# would not take on real flash.
+gw_flash_put() {
+	printf "$(printf '%s' "$3" | sed 's/../\\x&/g')" | gw_put /tmp/flash_bytes &&
+		gw_sh "mtd writeflash /tmp/flash_bytes $((${#3} / 2)) $2 $1 && rm /tmp/flash_bytes" ||
+		fail "cannot write $3 at $2 of $1"
+}
+
 # gw_sh 'command line': runs a line through the gateway's shell without
 # recording it in the shell log the tests inspect.
 gw_sh() {

@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include "backup.h"
@@ -58,8 +59,25 @@ int usage()
 	return USAGE_ERROR;
 }
 
-// A FIFO, a device or a directory is refused before anything is read from
-// it, so no input can block the tool.
+// The kernel's MTD character devices: a partition read on the gateway
+// itself, however large the kernel says it is (st_size is 0 for a device).
+constexpr unsigned MTD_CHAR_MAJOR = 90;
+
+bool is_mtd_partition(const struct stat &st)
+{
+	return S_ISCHR(st.st_mode) && major(st.st_rdev) == MTD_CHAR_MAJOR;
+}
+
+// A partition's size as its device tells it, within what the tool reads.
+size_t partition_size(int fd)
+{
+	off_t end = lseek(fd, 0, SEEK_END);
+	lseek(fd, 0, SEEK_SET);
+	return end > 0 ? std::min(static_cast<size_t>(end), MAX_INPUT) : 0;
+}
+
+// A FIFO, any other device or a directory is refused before anything is
+// read from it, so no input can block the tool.
 bool read_input(const char *path, std::string *data, std::string *why)
 {
 	int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
@@ -73,12 +91,12 @@ bool read_input(const char *path, std::string *data, std::string *why)
 		*why = strerror(errno);
 	else if (S_ISDIR(st.st_mode))
 		*why = "is a directory", ok = false;
-	else if (!S_ISREG(st.st_mode))
+	else if (!S_ISREG(st.st_mode) && !is_mtd_partition(st))
 		*why = "is not a regular file", ok = false;
 	else if (static_cast<uint64_t>(st.st_size) > MAX_INPUT)
 		*why = "file too large for a romfile image", ok = false;
 	if (ok) {
-		data->resize(static_cast<size_t>(st.st_size));
+		data->resize(S_ISREG(st.st_mode) ? static_cast<size_t>(st.st_size) : partition_size(fd));
 		size_t got = 0;
 		ssize_t n = 1;
 		while (got < data->size() && (n = read(fd, &(*data)[got], data->size() - got)) != 0) {
