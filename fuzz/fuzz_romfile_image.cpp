@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
 	char *image = romfile_buf_alloc();
 	memcpy(image, data, size < ROMFILE_SIZE ? size : ROMFILE_SIZE);
 	romfile_sums first = {}, second;
-	romfile_image_sums(&image, "fuzz", &first);
+	romfile_image_sums(image, "fuzz", &first);
 	second = first;
 	second.stored = first.version;
 	second.version = first.stored;

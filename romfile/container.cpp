@@ -91,10 +91,10 @@ uint64_t counted_length(const cfg_chunk_header &h)
 	return 0;
 }
 
-void report_mismatch(int method, uint32_t got, uint32_t expected)
+void report_mismatch(cfg_said *said, int method, uint32_t got, uint32_t expected)
 {
-	cfg_say("Error: checksum mismatch. Skipped.\n");
-	cfg_say("case %d: Got %08lX Expecting %08lX\n", method, static_cast<unsigned long>(got),
+	cfg_say(said, "Error: checksum mismatch. Skipped.\n");
+	cfg_say(said, "case %d: Got %08lX Expecting %08lX\n", method, static_cast<unsigned long>(got),
 	       static_cast<unsigned long>(expected));
 }
 
@@ -130,6 +130,7 @@ struct decode_state {
 	uint64_t kept_end;
 	scratch packed;
 	scratch unpacked;
+	cfg_said *said; // where the messages about skipped chunks are kept
 };
 
 // Room left in the output at the current output offset.
@@ -158,7 +159,7 @@ void decode_stored_chunk(decode_state *d, const cfg_chunk_header &h)
 	d->walk.pos += h.size;
 	uint32_t got = cfg_adler32(1, payload, take);
 	if (got != h.checksum)
-		report_mismatch(0, got, h.checksum);
+		report_mismatch(d->said, 0, got, h.checksum);
 }
 
 // The payload to expand: in the stream itself when the expander's overreach
@@ -190,7 +191,7 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 {
 	size_t take = readable_payload(d->walk, h.size);
 	if (needs_packed_copy(*d, take) && !scratch_reserve(&d->packed, take, FASTLZ_IN_PAD)) {
-		cfg_say("Error: compressed_buffer calloc fail. Skipped.\n");
+		cfg_say(d->said, "Error: compressed_buffer calloc fail. Skipped.\n");
 		return;
 	}
 	// A block that cannot fit in the output is never expanded, so its scratch
@@ -198,7 +199,7 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 	bool fits = h.extra <= output_room(*d);
 	bool direct = fits && d->direct && d->kept_end <= d->out_pos;
 	if (fits && !direct && !scratch_reserve(&d->unpacked, h.extra, 0)) {
-		cfg_say("Error: decompressed_buffer calloc fail. Skipped.\n");
+		cfg_say(d->said, "Error: decompressed_buffer calloc fail. Skipped.\n");
 		return;
 	}
 	const unsigned char *packed = packed_payload(d, take);
@@ -206,7 +207,7 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 	uint32_t got = cfg_adler32(1, packed, take);
 	d->total += h.extra;
 	if (got != h.checksum) {
-		report_mismatch(1, got, h.checksum);
+		report_mismatch(d->said, 1, got, h.checksum);
 		return;
 	}
 	unsigned char *to = direct ? d->out + d->out_pos : d->unpacked.data;
@@ -214,7 +215,7 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 	if (produced < 0 || static_cast<uint32_t>(produced) != h.extra) {
 		// What a failed direct expansion left past kept_end is cleared at
 		// the end or overwritten by the next block.
-		cfg_say("Error: decompression failed. Skipped.\n");
+		cfg_say(d->said, "Error: decompression failed. Skipped.\n");
 		return;
 	}
 	if (h.extra && !direct)
@@ -227,9 +228,10 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 // the sum of the chunks' lengths; *KEPT_END receives the end of the bytes
 // written (the rest up to the sum is left as it was).
 uint64_t decode_stream(const unsigned char *src, size_t src_size, uint64_t len, unsigned char *out,
-		       size_t out_size, bool direct, uint64_t *kept_end)
+		       size_t out_size, bool direct, uint64_t *kept_end, cfg_said *said)
 {
 	decode_state d = {};
+	d.said = said;
 	d.walk = { src, src_size, len, 0 };
 	d.out = out;
 	d.out_size = out_size;
@@ -245,7 +247,7 @@ uint64_t decode_stream(const unsigned char *src, size_t src_size, uint64_t len, 
 		else if (h.options == CFG_FASTLZ)
 			decode_fastlz_chunk(&d, h);
 		else
-			cfg_say("Error: unknown compression method (%d)\n", h.options);
+			cfg_say(said, "Error: unknown compression method (%d)\n", h.options);
 	}
 	free(d.packed.data);
 	free(d.unpacked.data);
@@ -266,31 +268,77 @@ size_t put_chunk(unsigned char *dst, size_t q, const cfg_chunk_header &h, const 
 
 namespace {
 
-cfg_said *said_capture;
-
-void said_append(const char *text, size_t len)
+void said_append(cfg_said *c, const char *text, size_t len)
 {
-	cfg_said *c = said_capture;
-	if (!c || c->lost)
+	if (c->lost)
 		return;
 	if (c->len + len + 1 > c->capacity) {
-		size_t want = std::max(2 * c->capacity, c->len + len + 1);
-		char *grown = static_cast<char *>(realloc(c->text, std::max<size_t>(want, 256)));
+		size_t want = std::max<size_t>(std::max(2 * c->capacity, c->len + len + 1), 256);
+		char *grown = static_cast<char *>(realloc(c->text, want));
 		if (!grown) {
 			c->lost = true;
 			return;
 		}
 		c->text = grown;
-		c->capacity = std::max<size_t>(want, 256);
+		c->capacity = want;
 	}
 	memcpy(c->text + c->len, text, len);
 	c->len += len;
 	c->text[c->len] = '\0';
 }
 
+// The length number of the container header at BUF; see
+// nox_getCompressedConfigFileLength.
+int header_length(const char *buf, cfg_said *said)
+{
+	char head[CFG_HEADER_SIZE + 1];
+	memcpy(head, buf, CFG_HEADER_SIZE);
+	head[CFG_HEADER_SIZE] = '\0';
+	char *end = static_cast<char *>(memchr(head, '>', CFG_HEADER_SIZE));
+	if (!end)
+		return 0;
+	*end = '\0';
+	// atoi's value for numbers beyond int is undefined; clamp the way a
+	// saturating conversion would, which the size check below refuses anyway.
+	long value = strtol(head + CFG_MAGIC_LEN, nullptr, 10);
+	int n = static_cast<int>(std::max<long>(INT_MIN, std::min<long>(INT_MAX, value)));
+	if (static_cast<unsigned>(n) > CFG_MAX_STREAM_LEN) {
+		cfg_say(said, "Oversized length %d in compressed config file header\n", n);
+		return 0;
+	}
+	return n;
+}
+
+// Decodes the container at RAW into a new buffer with room for the raw
+// image's size or the decoded length, whichever is larger, and a NUL; its
+// first *DECODED bytes are the chunks' output (zeros where a chunk was
+// skipped) and a NUL follows them. *HEADER_LEN receives the header's length
+// number. Null after the message when the image is beyond any the gateway
+// writes, which is refused as if its work area could not be had.
+unsigned char *decode_container(const char *raw, uint64_t *decoded, int *header_len, cfg_said *said)
+{
+	int n = header_length(raw, said);
+	*header_len = n;
+	const unsigned char *stream = bytes(raw) + CFG_HEADER_SIZE;
+	size_t readable = CFG_IMAGE_BUF_SIZE - CFG_HEADER_SIZE;
+	*decoded = cfg_stream_decoded_length(raw + CFG_HEADER_SIZE, readable, static_cast<uint32_t>(n));
+	unsigned char *image = nullptr;
+	if (*decoded <= CFG_MAX_DECODED_LEN)
+		image = static_cast<unsigned char *>(malloc(std::max<uint64_t>(*decoded, CFG_IMAGE_BUF_SIZE) + 1));
+	if (!image) {
+		cfg_say(said, "%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
+		return nullptr;
+	}
+	uint64_t kept_end;
+	decode_stream(stream, readable, static_cast<uint64_t>(n), image, *decoded, true, &kept_end, said);
+	memset(image + kept_end, 0, *decoded - kept_end);
+	image[*decoded] = '\0';
+	return image;
+}
+
 } // namespace
 
-void cfg_say(const char *fmt, ...)
+void cfg_say(cfg_said *keep, const char *fmt, ...)
 {
 	char line[256];
 	va_list ap;
@@ -304,19 +352,19 @@ void cfg_say(const char *fmt, ...)
 		va_start(ap, fmt);
 		vprintf(fmt, ap);
 		va_end(ap);
-		if (said_capture)
-			said_capture->lost = true;
+		if (keep)
+			keep->lost = true;
 		return;
 	}
 	fputs(line, stdout);
-	said_append(line, static_cast<size_t>(n));
+	if (keep)
+		said_append(keep, line, static_cast<size_t>(n));
 }
 
-cfg_said *cfg_capture_said(cfg_said *to)
+void cfg_said_free(cfg_said *said)
 {
-	cfg_said *before = said_capture;
-	said_capture = to;
-	return before;
+	free(said->text);
+	*said = cfg_said();
 }
 
 // Sixteen bytes per step with the sums reduced once per 5552 bytes, the most
@@ -376,22 +424,7 @@ int isCompressedConfigFile(const char *buf)
 
 int nox_getCompressedConfigFileLength(const char *buf)
 {
-	char head[CFG_HEADER_SIZE + 1];
-	memcpy(head, buf, CFG_HEADER_SIZE);
-	head[CFG_HEADER_SIZE] = '\0';
-	char *end = static_cast<char *>(memchr(head, '>', CFG_HEADER_SIZE));
-	if (!end)
-		return 0;
-	*end = '\0';
-	// atoi's value for numbers beyond int is undefined; clamp the way a
-	// saturating conversion would, which the size check below refuses anyway.
-	long value = strtol(head + CFG_MAGIC_LEN, nullptr, 10);
-	int n = static_cast<int>(std::max<long>(INT_MIN, std::min<long>(INT_MAX, value)));
-	if (static_cast<unsigned>(n) > CFG_MAX_STREAM_LEN) {
-		cfg_say("Oversized length %d in compressed config file header\n", n);
-		return 0;
-	}
-	return n;
+	return header_length(buf, nullptr);
 }
 
 size_t cfg_stream_bound(size_t len)
@@ -455,7 +488,7 @@ int compressCfgBufToBuf(const char *src, char *dst, size_t dst_size, int *len)
 		consumed += static_cast<int64_t>(block_len);
 	}
 	if (consumed != *len) {
-		cfg_say("Error: reading CfgBuf failed!\n");
+		cfg_say(nullptr, "Error: reading CfgBuf failed!\n");
 		return -1;
 	}
 	*len = static_cast<int>(q);
@@ -492,7 +525,7 @@ int decompressCfgBufToBuf(const char *src, size_t src_size, int *len, char *dst,
 {
 	uint64_t kept_end;
 	uint64_t total = decode_stream(bytes(src), src_size, static_cast<uint64_t>(std::max(*len, 0)), bytes(dst),
-				       dst_size, false, &kept_end);
+				       dst_size, false, &kept_end, nullptr);
 	*len = static_cast<int>(std::min<uint64_t>(total, INT_MAX));
 	return 0;
 }
@@ -503,31 +536,35 @@ int decompressCfgBufToBuf(const char *src, size_t src_size, int *len, char *dst,
 // raw buffer. The new buffer is at least the raw buffer's size plus a NUL.
 int nox_configFileLzDecoder(char **buf, int *len)
 {
-	int n = nox_getCompressedConfigFileLength(*buf);
-	*len = n;
-	const unsigned char *stream = bytes(*buf) + CFG_HEADER_SIZE;
-	size_t readable = CFG_IMAGE_BUF_SIZE - CFG_HEADER_SIZE;
-	// An image beyond any the gateway writes is refused as if its work area
-	// could not be had.
-	uint64_t decoded = cfg_stream_decoded_length(*buf + CFG_HEADER_SIZE, readable, static_cast<uint32_t>(n));
-	size_t image_size = std::max<uint64_t>(decoded, CFG_IMAGE_BUF_SIZE);
-	unsigned char *image = nullptr;
-	if (decoded <= CFG_MAX_DECODED_LEN)
-		image = static_cast<unsigned char *>(malloc(image_size + 1));
-	if (!image) {
-		cfg_say("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
+	uint64_t decoded;
+	unsigned char *image = decode_container(*buf, &decoded, len, nullptr);
+	if (!image)
 		return -1;
-	}
-	uint64_t kept_end;
-	decode_stream(stream, readable, static_cast<uint64_t>(n), image, decoded, true, &kept_end);
-	memset(image + kept_end, 0, decoded - kept_end);
-	if (decoded < CFG_IMAGE_BUF_SIZE)
-		memcpy(image + decoded, *buf + decoded, CFG_IMAGE_BUF_SIZE - decoded);
-	image[image_size] = '\0';
+	cfg_add_raw_tail(*buf, reinterpret_cast<char *>(image), static_cast<size_t>(decoded));
 	free(*buf);
 	*buf = reinterpret_cast<char *>(image);
 	*len = static_cast<int>(decoded);
 	return 0;
+}
+
+int cfg_decode_part(const char *raw, char **out, size_t *out_len, cfg_said *said)
+{
+	uint64_t decoded;
+	int header_len;
+	unsigned char *image = decode_container(raw, &decoded, &header_len, said);
+	if (!image)
+		return -1;
+	*out = reinterpret_cast<char *>(image);
+	*out_len = static_cast<size_t>(decoded);
+	return 0;
+}
+
+void cfg_add_raw_tail(const char *raw, char *part, size_t part_len)
+{
+	if (part_len >= CFG_IMAGE_BUF_SIZE)
+		return;
+	memcpy(part + part_len, raw + part_len, CFG_IMAGE_BUF_SIZE - part_len);
+	part[CFG_IMAGE_BUF_SIZE] = '\0';
 }
 
 int cfg_build_container(const char *src, int len, char *out, size_t out_size, int *stream_len)
@@ -549,19 +586,19 @@ int nox_configFileLzEncoder(char *buf, int *len)
 	size_t area_size = CFG_HEADER_SIZE + cfg_stream_bound(static_cast<size_t>(std::max(plain, 0)));
 	char *area = static_cast<char *>(malloc(area_size));
 	if (!area) {
-		cfg_say("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzEncoder");
+		cfg_say(nullptr, "%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzEncoder");
 		return -1;
 	}
 	int n = 0;
 	if (cfg_build_container(buf, plain, area, area_size, &n) != 0) {
-		cfg_say("Error: compressCfgBufToBuf fail!\n");
+		cfg_say(nullptr, "Error: compressCfgBufToBuf fail!\n");
 		free(area);
 		return -1;
 	}
-	cfg_say("compressed len = %d, uncompressed len = %d\n", n, plain);
+	cfg_say(nullptr, "compressed len = %d, uncompressed len = %d\n", n, plain);
 	// The container replaces the text in place, so it must fit in it.
 	if (static_cast<int64_t>(plain) < static_cast<int64_t>(n) + static_cast<int64_t>(CFG_HEADER_SIZE)) {
-		cfg_say("Error: input buffer is not enough!\n");
+		cfg_say(nullptr, "Error: input buffer is not enough!\n");
 		free(area);
 		return -1;
 	}

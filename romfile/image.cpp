@@ -22,11 +22,23 @@ const char *find_text(const char *hay, size_t hay_len, const char *needle, size_
 	return static_cast<const char *>(memmem(hay, hay_len, needle, needle_len));
 }
 
-// A decoded image larger than the raw buffer has replaced it; the text may
-// run to the end of whichever is larger.
-size_t decoded_buffer_size(int decoded_len)
+uint32_t text_checksum(const char *text, size_t size, cfg_said *said)
 {
-	return std::max(ROMFILE_SIZE, static_cast<size_t>(std::max(decoded_len, 0)));
+	int real = romfile_real_length(text, size, said);
+	return nox_crc32(reinterpret_cast<const unsigned char *>(text), static_cast<size_t>(real));
+}
+
+// The text of a decoded container: the decoded part followed, up to the raw
+// image's size, by the raw bytes past it (the image the decoder leaves in the
+// caller's buffer). The text ends at the first NUL, so the raw tail is read
+// only when the decoded part, shorter than the raw image, holds none.
+uint32_t decoded_checksum(const char *raw, char *part, size_t part_len, cfg_said *said)
+{
+	if (part_len < ROMFILE_SIZE && !memchr(part, '\0', part_len)) {
+		cfg_add_raw_tail(raw, part, part_len);
+		part_len = ROMFILE_SIZE;
+	}
+	return text_checksum(part, part_len, said);
 }
 
 bool copy_is_valid(const romfile_sums &c)
@@ -36,14 +48,14 @@ bool copy_is_valid(const romfile_sums &c)
 
 } // namespace
 
-int romfile_real_length(const char *buf, size_t size)
+int romfile_real_length(const char *buf, size_t size, cfg_said *said)
 {
 	size_t text_len = strnlen(buf, size);
 	const char *close = find_text(buf, text_len, ROM_CLOSE, ROM_CLOSE_LEN);
 	if (close && text_len >= ROM_OPEN_LEN && memcmp(buf, ROM_OPEN, ROM_OPEN_LEN) == 0)
 		return static_cast<int>(close - buf + ROM_CLOSE_LEN);
 	if (find_text(buf, text_len, ROM_OPEN, ROM_OPEN_LEN))
-		cfg_say("Current ROM file is not valid!\n");
+		cfg_say(said, "Current ROM file is not valid!\n");
 	return 0;
 }
 
@@ -66,31 +78,31 @@ char *romfile_buf_alloc()
 	return static_cast<char *>(calloc(ROMFILE_SIZE + 1, 1));
 }
 
-uint32_t romfile_image_checksum(char **image, const char *who, bool *ok)
+uint32_t romfile_image_checksum(const char *raw, const char *who, bool *ok, cfg_said *said)
 {
-	size_t size = ROMFILE_SIZE;
-	if (isCompressedConfigFile(*image)) {
-		int len = 0;
-		if (nox_configFileLzDecoder(image, &len) != 0) {
-			if (who)
-				printf("%s: nox_configFileLzwDecoder fail!\n", who);
-			*ok = false;
-			return 0;
-		}
-		size = decoded_buffer_size(len);
-	}
 	*ok = true;
-	int real = romfile_real_length(*image, size);
-	return nox_crc32(reinterpret_cast<const unsigned char *>(*image), static_cast<size_t>(real));
+	if (!isCompressedConfigFile(raw))
+		return text_checksum(raw, ROMFILE_SIZE, said);
+	char *part = nullptr;
+	size_t part_len = 0;
+	if (cfg_decode_part(raw, &part, &part_len, said) != 0) {
+		if (who)
+			printf("%s: nox_configFileLzwDecoder fail!\n", who);
+		*ok = false;
+		return 0;
+	}
+	uint32_t sum = decoded_checksum(raw, part, part_len, said);
+	free(part);
+	return sum;
 }
 
-int romfile_image_sums(char **image, const char *who, romfile_sums *sums)
+int romfile_image_sums(const char *raw, const char *who, romfile_sums *sums, cfg_said *said)
 {
-	const unsigned char *raw = reinterpret_cast<const unsigned char *>(*image);
-	sums->stored = be32_get(raw + ROMFILE_CHECKSUM_OFFSET);
-	sums->version = be32_get(raw + ROMFILE_VERSION_OFFSET);
+	const unsigned char *trailer = reinterpret_cast<const unsigned char *>(raw);
+	sums->stored = be32_get(trailer + ROMFILE_CHECKSUM_OFFSET);
+	sums->version = be32_get(trailer + ROMFILE_VERSION_OFFSET);
 	bool ok;
-	sums->computed = romfile_image_checksum(image, who, &ok);
+	sums->computed = romfile_image_checksum(raw, who, &ok, said);
 	return ok ? 1 : 0;
 }
 
