@@ -28,17 +28,33 @@ uint32_t text_checksum(const char *text, size_t size, cfg_said *said)
 	return nox_crc32(reinterpret_cast<const unsigned char *>(text), static_cast<size_t>(real));
 }
 
+// Length of the ROM file body when the first SIZE bytes hold it whole, else
+// 0 (and nothing is printed).
+size_t body_length(const char *buf, size_t size)
+{
+	size_t text_len = strnlen(buf, size);
+	const char *close = find_text(buf, text_len, ROM_CLOSE, ROM_CLOSE_LEN);
+	if (close && text_len >= ROM_OPEN_LEN && memcmp(buf, ROM_OPEN, ROM_OPEN_LEN) == 0)
+		return static_cast<size_t>(close - buf) + ROM_CLOSE_LEN;
+	return 0;
+}
+
 // The text of a decoded container: the decoded part followed, up to the raw
 // image's size, by the raw bytes past it (the image the decoder leaves in the
-// caller's buffer). The text ends at the first NUL, so the raw tail is read
-// only when the decoded part, shorter than the raw image, holds none.
+// caller's buffer). A body whole in the decoded part is the body of that
+// image too; only an image without one, whose decoded part holds no NUL, is
+// put together with its raw tail to be looked at as the decoder leaves it.
 uint32_t decoded_checksum(const char *raw, char *part, size_t part_len, cfg_said *said)
 {
-	if (part_len < ROMFILE_SIZE && !memchr(part, '\0', part_len)) {
-		cfg_add_raw_tail(raw, part, part_len);
-		part_len = ROMFILE_SIZE;
+	size_t body = body_length(part, part_len);
+	if (!body) {
+		if (part_len < ROMFILE_SIZE && !memchr(part, '\0', part_len)) {
+			cfg_add_raw_tail(raw, part, part_len);
+			part_len = ROMFILE_SIZE;
+		}
+		body = static_cast<size_t>(romfile_real_length(part, part_len, said));
 	}
-	return text_checksum(part, part_len, said);
+	return nox_crc32(reinterpret_cast<const unsigned char *>(part), body);
 }
 
 bool copy_is_valid(const romfile_sums &c)
@@ -50,11 +66,10 @@ bool copy_is_valid(const romfile_sums &c)
 
 int romfile_real_length(const char *buf, size_t size, cfg_said *said)
 {
-	size_t text_len = strnlen(buf, size);
-	const char *close = find_text(buf, text_len, ROM_CLOSE, ROM_CLOSE_LEN);
-	if (close && text_len >= ROM_OPEN_LEN && memcmp(buf, ROM_OPEN, ROM_OPEN_LEN) == 0)
-		return static_cast<int>(close - buf + ROM_CLOSE_LEN);
-	if (find_text(buf, text_len, ROM_OPEN, ROM_OPEN_LEN))
+	size_t body = body_length(buf, size);
+	if (body)
+		return static_cast<int>(body);
+	if (find_text(buf, strnlen(buf, size), ROM_OPEN, ROM_OPEN_LEN))
 		cfg_say(said, "Current ROM file is not valid!\n");
 	return 0;
 }
