@@ -124,6 +124,36 @@ TEST_F(RomfileFlash, EachCopyIsReadOnceAndItsMessagesRepeated)
 	EXPECT_EQ(get_read_romfile_index(), 2);
 }
 
+// A decoded text with no NUL runs on into the raw bytes after the decoded
+// length, as in the buffer the decoder leaves; one with a NUL ends there.
+TEST_F(RomfileFlash, DecodedTextRunsIntoTheRawTail)
+{
+	std::string body = "<ROMFILE>" + std::string(3000, 'a'), close = "</ROMFILE>";
+	auto image = [](const std::string &decoded, const std::string &raw_tail) {
+		std::string raw = make_container(fastlz_chunk(decoded));
+		raw.resize(decoded.size(), 'f');
+		return partition_image(raw + raw_tail + std::string(1, '\0'), 0, 3);
+	};
+	const char *invalid = "Current ROM file is not valid!\n";
+	const struct { const char *name; std::string flash; uint32_t computed; const char *printed; } cases[] = {
+		{ "closed in the tail", image(body, close + "zz"), nox_crc32(bytes_of(body + close), body.size() + 10), "" },
+		{ "NUL before the tail", image(body + '\0', close), 0xFFFFFFFFu, invalid },
+		{ "opened in the tail only", image(std::string(3000, 'a'), "x<ROMFILE>"), 0xFFFFFFFFu, invalid },
+		{ "neither", image(std::string(3000, 'a'), "x"), 0xFFFFFFFFu, "" },
+	};
+	for (auto &c : cases) {
+		write_copy(FIRST, c.flash);
+		uint32_t computed = 0, stored = 1, version = 0;
+		EXPECT_EQ(capture_stdout([&] {
+				  EXPECT_EQ(getRomfileChecksumAndVersion("romfile", &computed, &stored, &version), 1);
+			  }),
+			  c.printed)
+			<< c.name;
+		EXPECT_EQ(computed, c.computed) << c.name;
+		EXPECT_EQ(version, 3u) << c.name;
+	}
+}
+
 TEST_F(RomfileFlash, StampsAnImageForTheOtherCopy)
 {
 	std::string text = gateway_romfile(50000), image = make_container(independent_stream(text));
