@@ -28,7 +28,8 @@ objs=()
 for src in $lib_sources; do
 	obj=$work/obj/$(basename "${src%.cpp}").o
 	# shellcheck disable=SC2086
-	$cxx $cxxflags $san -fsanitize=fuzzer-no-link -c "$repo/$src" -o "$obj"
+	$cxx $cxxflags $san -fsanitize=fuzzer-no-link -fsanitize-coverage-ignorelist="$repo/fuzz/coverage_ignore.txt" \
+		-c "$repo/$src" -o "$obj"
 	objs+=("$obj")
 done
 # shellcheck disable=SC2086

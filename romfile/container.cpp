@@ -126,8 +126,11 @@ struct decode_state {
 	// that own the destination's other bytes) through the scratch areas.
 	bool direct;
 	// End of the output bytes written and kept; beyond it the image reads
-	// as zeros, which the container decoder fills in at the end.
+	// as zeros.
 	uint64_t kept_end;
+	// End of what a failed direct expansion may have written past
+	// kept_end; cleared again at the end.
+	uint64_t dirty_end;
 	scratch packed;
 	scratch unpacked;
 	cfg_said *said; // where the messages about skipped chunks are kept
@@ -213,8 +216,8 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 	unsigned char *to = direct ? d->out + d->out_pos : d->unpacked.data;
 	int produced = fits ? expand_block(packed, take, to, h.extra) : 0;
 	if (produced < 0 || static_cast<uint32_t>(produced) != h.extra) {
-		// What a failed direct expansion left past kept_end is cleared at
-		// the end or overwritten by the next block.
+		if (direct)
+			d->dirty_end = std::max<uint64_t>(d->dirty_end, d->out_pos + h.extra);
 		cfg_say(d->said, "Error: decompression failed. Skipped.\n");
 		return;
 	}
@@ -224,11 +227,12 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 	keep_output(d, d->out_pos);
 }
 
-// Expands the chunk stream of LEN bytes (SRC_SIZE readable) into OUT. Returns
-// the sum of the chunks' lengths; *KEPT_END receives the end of the bytes
-// written (the rest up to the sum is left as it was).
+// Expands the chunk stream of LEN bytes (SRC_SIZE readable) into OUT and
+// returns the sum of the chunks' lengths. Output bytes no chunk gave are left
+// as they were; with DIRECT the output must come zero-filled, and what a
+// failed expansion wrote there is cleared again.
 uint64_t decode_stream(const unsigned char *src, size_t src_size, uint64_t len, unsigned char *out,
-		       size_t out_size, bool direct, uint64_t *kept_end, cfg_said *said)
+		       size_t out_size, bool direct, cfg_said *said)
 {
 	decode_state d = {};
 	d.said = said;
@@ -251,7 +255,8 @@ uint64_t decode_stream(const unsigned char *src, size_t src_size, uint64_t len, 
 	}
 	free(d.packed.data);
 	free(d.unpacked.data);
-	*kept_end = d.kept_end;
+	if (d.dirty_end > d.kept_end)
+		memset(out + d.kept_end, 0, d.dirty_end - d.kept_end);
 	return d.total;
 }
 
@@ -309,10 +314,10 @@ int header_length(const char *buf, cfg_said *said)
 	return n;
 }
 
-// Decodes the container at RAW into a new buffer with room for the raw
-// image's size or the decoded length, whichever is larger, and a NUL; its
-// first *DECODED bytes are the chunks' output (zeros where a chunk was
-// skipped) and a NUL follows them. *HEADER_LEN receives the header's length
+// Decodes the container at RAW into a new buffer of *DECODED bytes, the
+// chunks' output (zeros where a chunk was skipped), and a NUL. The buffer is
+// zero-filled as it is allocated: for an image promising far more than its
+// chunks give, no zeros are written by hand. *HEADER_LEN receives the header's length
 // number. Null after the message when the image is beyond any the gateway
 // writes, which is refused as if its work area could not be had.
 unsigned char *decode_container(const char *raw, uint64_t *decoded, int *header_len, cfg_said *said)
@@ -324,15 +329,12 @@ unsigned char *decode_container(const char *raw, uint64_t *decoded, int *header_
 	*decoded = cfg_stream_decoded_length(raw + CFG_HEADER_SIZE, readable, static_cast<uint32_t>(n));
 	unsigned char *image = nullptr;
 	if (*decoded <= CFG_MAX_DECODED_LEN)
-		image = static_cast<unsigned char *>(malloc(std::max<uint64_t>(*decoded, CFG_IMAGE_BUF_SIZE) + 1));
+		image = static_cast<unsigned char *>(calloc(*decoded + 1, 1));
 	if (!image) {
 		cfg_say(said, "%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
 		return nullptr;
 	}
-	uint64_t kept_end;
-	decode_stream(stream, readable, static_cast<uint64_t>(n), image, *decoded, true, &kept_end, said);
-	memset(image + kept_end, 0, *decoded - kept_end);
-	image[*decoded] = '\0';
+	decode_stream(stream, readable, static_cast<uint64_t>(n), image, *decoded, true, said);
 	return image;
 }
 
@@ -523,26 +525,29 @@ uint32_t cfg_stream_chunk_count(const char *src, size_t src_size, uint32_t len)
 
 int decompressCfgBufToBuf(const char *src, size_t src_size, int *len, char *dst, size_t dst_size)
 {
-	uint64_t kept_end;
 	uint64_t total = decode_stream(bytes(src), src_size, static_cast<uint64_t>(std::max(*len, 0)), bytes(dst),
-				       dst_size, false, &kept_end, nullptr);
+				       dst_size, false, nullptr);
 	*len = static_cast<int>(std::min<uint64_t>(total, INT_MAX));
 	return 0;
 }
 
 // The decoded image replaces the raw one: bytes up to the decoded length are
 // the chunks' output (zeros where a chunk was skipped), and the raw image's
-// bytes after it stay as they were, as if the image had been copied over the
-// raw buffer. The new buffer is at least the raw buffer's size plus a NUL.
+// bytes after it stay as they were. Only a decoded image larger than the raw
+// buffer takes a buffer of its own.
 int nox_configFileLzDecoder(char **buf, int *len)
 {
 	uint64_t decoded;
 	unsigned char *image = decode_container(*buf, &decoded, len, nullptr);
 	if (!image)
 		return -1;
-	cfg_add_raw_tail(*buf, reinterpret_cast<char *>(image), static_cast<size_t>(decoded));
-	free(*buf);
-	*buf = reinterpret_cast<char *>(image);
+	if (decoded <= CFG_IMAGE_BUF_SIZE) {
+		memcpy(*buf, image, static_cast<size_t>(decoded));
+		free(image);
+	} else {
+		free(*buf);
+		*buf = reinterpret_cast<char *>(image);
+	}
 	*len = static_cast<int>(decoded);
 	return 0;
 }
@@ -559,12 +564,19 @@ int cfg_decode_part(const char *raw, char **out, size_t *out_len, cfg_said *said
 	return 0;
 }
 
-void cfg_add_raw_tail(const char *raw, char *part, size_t part_len)
+int cfg_extend_part(const char *raw, char **part, size_t part_len, cfg_said *said)
 {
 	if (part_len >= CFG_IMAGE_BUF_SIZE)
-		return;
-	memcpy(part + part_len, raw + part_len, CFG_IMAGE_BUF_SIZE - part_len);
-	part[CFG_IMAGE_BUF_SIZE] = '\0';
+		return 0;
+	char *whole = static_cast<char *>(realloc(*part, CFG_IMAGE_BUF_SIZE + 1));
+	if (!whole) {
+		cfg_say(said, "%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
+		return -1;
+	}
+	memcpy(whole + part_len, raw + part_len, CFG_IMAGE_BUF_SIZE - part_len);
+	whole[CFG_IMAGE_BUF_SIZE] = '\0';
+	*part = whole;
+	return 0;
 }
 
 int cfg_build_container(const char *src, int len, char *out, size_t out_size, int *stream_len)

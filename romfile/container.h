@@ -60,20 +60,21 @@ int isCompressedConfigFile(const char *buf);
 int nox_getCompressedConfigFileLength(const char *buf);
 
 // Decodes the container in *BUF, a heap buffer of at least
-// CFG_IMAGE_BUF_SIZE bytes. On success *BUF holds the decoded image, grown
-// (with one spare NUL byte) when the image is larger than
-// CFG_IMAGE_BUF_SIZE, *LEN its length, and 0 is returned; -1 on failure.
+// CFG_IMAGE_BUF_SIZE bytes. On success the decoded image replaces the first
+// *LEN bytes of *BUF, the raw bytes after them staying as they were, or, for
+// an image larger than CFG_IMAGE_BUF_SIZE, *BUF is replaced by a buffer of
+// the image and a spare NUL byte; 0 is returned. -1 on failure.
 int nox_configFileLzDecoder(char **buf, int *len);
 // The decoded part alone of the container in RAW (CFG_IMAGE_BUF_SIZE bytes,
-// left as it is): on success *OUT is a new heap buffer holding *OUT_LEN
-// decoded bytes and a NUL, with room for CFG_IMAGE_BUF_SIZE bytes and a NUL
-// at least, and 0 is returned; -1 on failure. The raw bytes past the decoded
-// part, which nox_configFileLzDecoder keeps after it, are not copied.
-// Messages go to standard output and to SAID when not null.
+// left as it is): on success *OUT is a new heap buffer of *OUT_LEN decoded
+// bytes and a NUL, and 0 is returned; -1 on failure. Messages go to standard
+// output and to SAID when not null.
 int cfg_decode_part(const char *raw, char **out, size_t *out_len, cfg_said *said);
-// Completes a decoded part into the image nox_configFileLzDecoder leaves:
-// RAW's bytes past PART_LEN up to CFG_IMAGE_BUF_SIZE, then a NUL.
-void cfg_add_raw_tail(const char *raw, char *part, size_t part_len);
+// Extends a decoded part shorter than CFG_IMAGE_BUF_SIZE into the image
+// nox_configFileLzDecoder leaves: RAW's bytes past PART_LEN up to
+// CFG_IMAGE_BUF_SIZE, then a NUL. 0, or -1 after the decoder's allocation
+// message (*PART is then unchanged).
+int cfg_extend_part(const char *raw, char **part, size_t part_len, cfg_said *said);
 // Encodes the *LEN bytes of BUF into a container in place. On success BUF
 // holds header and chunks, *LEN the chunk-stream length, and 0 is returned;
 // -1 when encoding fails or the container does not fit in *LEN bytes.

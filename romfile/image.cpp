@@ -39,22 +39,24 @@ size_t body_length(const char *buf, size_t size)
 	return 0;
 }
 
-// The text of a decoded container: the decoded part followed, up to the raw
-// image's size, by the raw bytes past it (the image the decoder leaves in the
-// caller's buffer). A body whole in the decoded part is the body of that
-// image too; only an image without one, whose decoded part holds no NUL, is
-// put together with its raw tail to be looked at as the decoder leaves it.
-uint32_t decoded_checksum(const char *raw, char *part, size_t part_len, cfg_said *said)
+// The body of a decoded container's text: the decoded part followed, up to
+// the raw image's size, by the raw bytes past it (the image the decoder
+// leaves in the caller's buffer). A body whole in the decoded part is the
+// body of that image too; only an image without one, whose decoded part
+// holds no NUL, is extended with its raw tail to be looked at as the decoder
+// leaves it. False when the part could not be extended.
+bool decoded_body(const char *raw, char **part, size_t part_len, cfg_said *said, size_t *body)
 {
-	size_t body = body_length(part, part_len);
-	if (!body) {
-		if (part_len < ROMFILE_SIZE && !memchr(part, '\0', part_len)) {
-			cfg_add_raw_tail(raw, part, part_len);
-			part_len = ROMFILE_SIZE;
-		}
-		body = static_cast<size_t>(romfile_real_length(part, part_len, said));
+	*body = body_length(*part, part_len);
+	if (*body)
+		return true;
+	if (part_len < ROMFILE_SIZE && !memchr(*part, '\0', part_len)) {
+		if (cfg_extend_part(raw, part, part_len, said) != 0)
+			return false;
+		part_len = ROMFILE_SIZE;
 	}
-	return nox_crc32(reinterpret_cast<const unsigned char *>(part), body);
+	*body = static_cast<size_t>(romfile_real_length(*part, part_len, said));
+	return true;
 }
 
 bool copy_is_valid(const romfile_sums &c)
@@ -100,13 +102,11 @@ uint32_t romfile_image_checksum(const char *raw, const char *who, bool *ok, cfg_
 		return text_checksum(raw, ROMFILE_SIZE, said);
 	char *part = nullptr;
 	size_t part_len = 0;
-	if (cfg_decode_part(raw, &part, &part_len, said) != 0) {
-		if (who)
-			printf("%s: nox_configFileLzwDecoder fail!\n", who);
-		*ok = false;
-		return 0;
-	}
-	uint32_t sum = decoded_checksum(raw, part, part_len, said);
+	size_t body = 0;
+	*ok = cfg_decode_part(raw, &part, &part_len, said) == 0 && decoded_body(raw, &part, part_len, said, &body);
+	if (!*ok && who)
+		printf("%s: nox_configFileLzwDecoder fail!\n", who);
+	uint32_t sum = *ok ? nox_crc32(reinterpret_cast<const unsigned char *>(part), body) : 0;
 	free(part);
 	return sum;
 }
