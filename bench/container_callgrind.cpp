@@ -145,15 +145,15 @@ __attribute__((noinline)) uint32_t atsh_flow()
 
 __attribute__((noinline)) uint32_t rominfo_flow()
 {
-	romfile_readings copies = {};
+	romfile_readings readings = {};
 	romfile_sums sums;
 	uint32_t sum = 0;
 	for (const char *copy : { "romfile", "second_romfile" }) {
-		romfile_copy_sums(&copies, copy, &sums);
+		romfile_copy_sums(&readings, copy, &sums);
 		sum += sums.stored + sums.version;
 	}
-	sum += static_cast<uint32_t>(romfile_read_index(&copies));
-	romfile_readings_free(&copies);
+	sum += static_cast<uint32_t>(romfile_read_index(&readings));
+	romfile_readings_free(&readings);
 	return sum;
 }
 

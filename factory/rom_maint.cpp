@@ -77,10 +77,10 @@ int show_romd_xml()
 	return 0;
 }
 
-bool print_copy(romfile_readings *copies, const char *partition, const char *failure, int number)
+bool print_copy(romfile_readings *readings, const char *partition, const char *failure, int number)
 {
 	romfile_sums sums;
-	if (!romfile_copy_sums(copies, partition, &sums)) {
+	if (!romfile_copy_sums(readings, partition, &sums)) {
 		tcdbg_printf("%s", failure);
 		return false;
 	}
@@ -130,13 +130,13 @@ int rominfo_cmd(int, char *[], void *)
 {
 	tcdbg_printf("\r\n===== Double Romfile Message =====\r\n");
 	// One reading of each copy serves both lines and the choice.
-	romfile_readings copies = {};
+	romfile_readings readings = {};
 	int rc = -1;
-	if (print_copy(&copies, "romfile", "get first romfile error \n", 1) &&
-	    print_copy(&copies, "second_romfile", "get second romfile error \n", 2)) {
-		tcdbg_printf("Current using romfile %d\r\n", romfile_read_index(&copies));
+	if (print_copy(&readings, "romfile", "get first romfile error \n", 1) &&
+	    print_copy(&readings, "second_romfile", "get second romfile error \n", 2)) {
+		tcdbg_printf("Current using romfile %d\r\n", romfile_read_index(&readings));
 		rc = 1;
 	}
-	romfile_readings_free(&copies);
+	romfile_readings_free(&readings);
 	return rc;
 }

@@ -18,12 +18,12 @@ namespace {
 constexpr char FIRST_ROMFILE[] = "romfile";
 constexpr char SECOND_ROMFILE[] = "second_romfile";
 
-romfile_copy_reading *reading_slot(romfile_readings *copies, const char *partition)
+romfile_copy_reading *reading_slot(romfile_readings *readings, const char *partition)
 {
 	if (strcmp(partition, FIRST_ROMFILE) == 0)
-		return &copies->first;
+		return &readings->first;
 	if (strcmp(partition, SECOND_ROMFILE) == 0)
-		return &copies->second;
+		return &readings->second;
 	return nullptr;
 }
 
@@ -56,10 +56,10 @@ void read_copy_into(const char *partition, romfile_copy_reading *r)
 // failure prints, WHO the routine a decoder failure names. A partition that
 // is not one of the copies, or a reading whose lines could not all be kept,
 // is read into SCRATCH (the caller frees its lines).
-const romfile_copy_reading *recall_copy(romfile_readings *copies, const char *partition, const char *shown,
+const romfile_copy_reading *recall_copy(romfile_readings *readings, const char *partition, const char *shown,
 					const char *who, romfile_copy_reading *scratch)
 {
-	romfile_copy_reading *r = reading_slot(copies, partition);
+	romfile_copy_reading *r = reading_slot(readings, partition);
 	if (r && r->outcome != ROMFILE_COPY_UNREAD) {
 		if (r->said.len)
 			fputs(r->said.text, stdout);
@@ -86,15 +86,15 @@ const romfile_copy_reading *recall_copy(romfile_readings *copies, const char *pa
 
 // Both copies' sums handed to CHOOSE, or ROMFILE_NONE after the message for
 // the copy that could not be read.
-int choose_copy(romfile_readings *copies, const char *first_error, const char *second_error,
+int choose_copy(romfile_readings *readings, const char *first_error, const char *second_error,
 		int (*choose)(const romfile_sums &, const romfile_sums &))
 {
 	romfile_sums first, second;
-	if (!romfile_copy_sums(copies, FIRST_ROMFILE, &first)) {
+	if (!romfile_copy_sums(readings, FIRST_ROMFILE, &first)) {
 		printf("%s", first_error);
 		return ROMFILE_NONE;
 	}
-	if (!romfile_copy_sums(copies, SECOND_ROMFILE, &second)) {
+	if (!romfile_copy_sums(readings, SECOND_ROMFILE, &second)) {
 		printf("%s", second_error);
 		return ROMFILE_NONE;
 	}
@@ -103,17 +103,17 @@ int choose_copy(romfile_readings *copies, const char *first_error, const char *s
 
 } // namespace
 
-void romfile_readings_free(romfile_readings *copies)
+void romfile_readings_free(romfile_readings *readings)
 {
-	forget_reading(&copies->first);
-	forget_reading(&copies->second);
+	forget_reading(&readings->first);
+	forget_reading(&readings->second);
 }
 
-int romfile_copy_sums(romfile_readings *copies, const char *partition, romfile_sums *sums)
+int romfile_copy_sums(romfile_readings *readings, const char *partition, romfile_sums *sums)
 {
 	romfile_copy_reading scratch = {};
 	const romfile_copy_reading *r =
-		recall_copy(copies, partition, partition, "getRomfileChecksumAndVersion", &scratch);
+		recall_copy(readings, partition, partition, "getRomfileChecksumAndVersion", &scratch);
 	bool read = r->outcome == ROMFILE_COPY_READ;
 	if (read)
 		*sums = r->sums;
@@ -121,25 +121,25 @@ int romfile_copy_sums(romfile_readings *copies, const char *partition, romfile_s
 	return read ? 1 : 0;
 }
 
-int romfile_read_index(romfile_readings *copies)
+int romfile_read_index(romfile_readings *readings)
 {
-	return choose_copy(copies, "get first romfile checksum and version error ",
+	return choose_copy(readings, "get first romfile checksum and version error ",
 			   "get second romfile checksum and version error ", romfile_choose_read_index);
 }
 
-int romfile_write_index(romfile_readings *copies)
+int romfile_write_index(romfile_readings *readings)
 {
-	return choose_copy(copies, "get first romfile error ", "get second romfile error ",
+	return choose_copy(readings, "get first romfile error ", "get second romfile error ",
 			   romfile_choose_write_index);
 }
 
 int getRomfileChecksumAndVersion(const char *partition, uint32_t *computed, uint32_t *stored,
 				 uint32_t *version)
 {
-	romfile_readings copies = {};
+	romfile_readings readings = {};
 	romfile_sums sums;
-	int rc = romfile_copy_sums(&copies, partition, &sums);
-	romfile_readings_free(&copies);
+	int rc = romfile_copy_sums(&readings, partition, &sums);
+	romfile_readings_free(&readings);
 	if (rc) {
 		*computed = sums.computed;
 		*stored = sums.stored;
@@ -150,17 +150,17 @@ int getRomfileChecksumAndVersion(const char *partition, uint32_t *computed, uint
 
 int get_read_romfile_index()
 {
-	romfile_readings copies = {};
-	int index = romfile_read_index(&copies);
-	romfile_readings_free(&copies);
+	romfile_readings readings = {};
+	int index = romfile_read_index(&readings);
+	romfile_readings_free(&readings);
 	return index;
 }
 
 int get_write_romfile_index()
 {
-	romfile_readings copies = {};
-	int index = romfile_write_index(&copies);
-	romfile_readings_free(&copies);
+	romfile_readings readings = {};
+	int index = romfile_write_index(&readings);
+	romfile_readings_free(&readings);
 	return index;
 }
 
@@ -168,20 +168,20 @@ int get_write_romfile_index()
 // read from flash once and the second reading says again what the first said.
 uint32_t nox_getRomChksum()
 {
-	romfile_readings copies = {};
-	int index = romfile_read_index(&copies);
+	romfile_readings readings = {};
+	int index = romfile_read_index(&readings);
 	const char *partition = index == ROMFILE_SECOND ? SECOND_ROMFILE : FIRST_ROMFILE;
 	// Field tools match the open failure line, which has always named the
 	// first copy.
 	romfile_copy_reading scratch = {};
-	const romfile_copy_reading *r = recall_copy(&copies, partition, FIRST_ROMFILE, "nox_getRomChksum", &scratch);
+	const romfile_copy_reading *r = recall_copy(&readings, partition, FIRST_ROMFILE, "nox_getRomChksum", &scratch);
 	uint32_t sum = r->outcome == ROMFILE_COPY_READ ? r->sums.computed : 0;
 	cfg_said_free(&scratch.said);
-	romfile_readings_free(&copies);
+	romfile_readings_free(&readings);
 	return sum;
 }
 
-int romfile_stamp_image(romfile_readings *copies, const char *path, int index)
+int romfile_stamp_image(romfile_readings *readings, const char *path, int index)
 {
 	char *buf = romfile_buf_alloc();
 	FILE *f = buf ? safe_fopen(path, "r+") : nullptr;
@@ -210,7 +210,7 @@ int romfile_stamp_image(romfile_readings *copies, const char *path, int index)
 		return 0;
 	}
 	romfile_sums other_sums;
-	if (!romfile_copy_sums(copies, other, &other_sums)) {
+	if (!romfile_copy_sums(readings, other, &other_sums)) {
 		printf("get romfile checksum and version error ");
 		fclose(f);
 		return 0;
@@ -226,8 +226,8 @@ int romfile_stamp_image(romfile_readings *copies, const char *path, int index)
 
 int updateRomfileChecksumAndVersion(const char *path, int index)
 {
-	romfile_readings copies = {};
-	int rc = romfile_stamp_image(&copies, path, index);
-	romfile_readings_free(&copies);
+	romfile_readings readings = {};
+	int rc = romfile_stamp_image(&readings, path, index);
+	romfile_readings_free(&readings);
 	return rc;
 }

@@ -79,15 +79,15 @@ struct romfile_readings {
 	romfile_copy_reading first;  // "romfile"
 	romfile_copy_reading second; // "second_romfile"
 };
-void romfile_readings_free(romfile_readings *copies);
+void romfile_readings_free(romfile_readings *readings);
 
 // As getRomfileChecksumAndVersion, get_read_romfile_index,
 // get_write_romfile_index and updateRomfileChecksumAndVersion, on the
 // caller's readings.
-int romfile_copy_sums(romfile_readings *copies, const char *partition, romfile_sums *sums);
-int romfile_read_index(romfile_readings *copies);
-int romfile_write_index(romfile_readings *copies);
-int romfile_stamp_image(romfile_readings *copies, const char *path, int index);
+int romfile_copy_sums(romfile_readings *readings, const char *partition, romfile_sums *sums);
+int romfile_read_index(romfile_readings *readings);
+int romfile_write_index(romfile_readings *readings);
+int romfile_stamp_image(romfile_readings *readings, const char *path, int index);
 
 // Each of these reads the copies it needs afresh.
 int getRomfileChecksumAndVersion(const char *partition, uint32_t *computed, uint32_t *stored,
