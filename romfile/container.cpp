@@ -314,22 +314,37 @@ int header_length(const char *buf, cfg_said *said)
 	return n;
 }
 
+// Puts RAW's bytes past LEN, up to the raw image's size, behind the decoded
+// image in IMAGE (room for that size and a NUL), as the decoder leaves them.
+void add_raw_tail(const char *raw, char *image, size_t len)
+{
+	if (len >= CFG_IMAGE_BUF_SIZE)
+		return;
+	memcpy(image + len, raw + len, CFG_IMAGE_BUF_SIZE - len);
+	image[CFG_IMAGE_BUF_SIZE] = '\0';
+}
+
 // Decodes the container at RAW into a new buffer of *DECODED bytes, the
-// chunks' output (zeros where a chunk was skipped), and a NUL. The buffer is
-// zero-filled as it is allocated: for an image promising far more than its
-// chunks give, no zeros are written by hand. *HEADER_LEN receives the header's length
+// chunks' output (zeros where a chunk was skipped), and a NUL; when
+// WHOLE_FROM is at most the decoded length, with room for the raw image's
+// size and a NUL as well, and *WHOLE is set. The buffer is zero-filled as it
+// is allocated: for an image promising far more than its chunks give, no
+// zeros are written by hand. *HEADER_LEN receives the header's length
 // number. Null after the message when the image is beyond any the gateway
 // writes, which is refused as if its work area could not be had.
-unsigned char *decode_container(const char *raw, uint64_t *decoded, int *header_len, cfg_said *said)
+unsigned char *decode_container(const char *raw, uint64_t whole_from, uint64_t *decoded, bool *whole,
+				int *header_len, cfg_said *said)
 {
 	int n = header_length(raw, said);
 	*header_len = n;
 	const unsigned char *stream = bytes(raw) + CFG_HEADER_SIZE;
 	size_t readable = CFG_IMAGE_BUF_SIZE - CFG_HEADER_SIZE;
 	*decoded = cfg_stream_decoded_length(raw + CFG_HEADER_SIZE, readable, static_cast<uint32_t>(n));
+	*whole = *decoded >= whole_from;
+	uint64_t room = *whole ? std::max<uint64_t>(*decoded, CFG_IMAGE_BUF_SIZE) : *decoded;
 	unsigned char *image = nullptr;
 	if (*decoded <= CFG_MAX_DECODED_LEN)
-		image = static_cast<unsigned char *>(calloc(*decoded + 1, 1));
+		image = static_cast<unsigned char *>(calloc(room + 1, 1));
 	if (!image) {
 		cfg_say(said, "%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
 		return nullptr;
@@ -533,20 +548,23 @@ int decompressCfgBufToBuf(const char *src, size_t src_size, int *len, char *dst,
 
 // The decoded image replaces the raw one: bytes up to the decoded length are
 // the chunks' output (zeros where a chunk was skipped), and the raw image's
-// bytes after it stay as they were. Only a decoded image larger than the raw
-// buffer takes a buffer of its own.
+// bytes after it stay as they were. Whichever copies less: a short image is
+// copied over the raw buffer; a long one takes a buffer of its own, behind
+// which the raw bytes after it are copied.
 int nox_configFileLzDecoder(char **buf, int *len)
 {
 	uint64_t decoded;
-	unsigned char *image = decode_container(*buf, &decoded, len, nullptr);
+	bool whole;
+	unsigned char *image = decode_container(*buf, CFG_IMAGE_BUF_SIZE / 2, &decoded, &whole, len, nullptr);
 	if (!image)
 		return -1;
-	if (decoded <= CFG_IMAGE_BUF_SIZE) {
-		memcpy(*buf, image, static_cast<size_t>(decoded));
-		free(image);
-	} else {
+	if (whole) {
+		add_raw_tail(*buf, reinterpret_cast<char *>(image), static_cast<size_t>(decoded));
 		free(*buf);
 		*buf = reinterpret_cast<char *>(image);
+	} else {
+		memcpy(*buf, image, static_cast<size_t>(decoded));
+		free(image);
 	}
 	*len = static_cast<int>(decoded);
 	return 0;
@@ -555,8 +573,9 @@ int nox_configFileLzDecoder(char **buf, int *len)
 int cfg_decode_part(const char *raw, char **out, size_t *out_len, cfg_said *said)
 {
 	uint64_t decoded;
+	bool whole;
 	int header_len;
-	unsigned char *image = decode_container(raw, &decoded, &header_len, said);
+	unsigned char *image = decode_container(raw, UINT64_MAX, &decoded, &whole, &header_len, said);
 	if (!image)
 		return -1;
 	*out = reinterpret_cast<char *>(image);
@@ -573,8 +592,7 @@ int cfg_extend_part(const char *raw, char **part, size_t part_len, cfg_said *sai
 		cfg_say(said, "%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
 		return -1;
 	}
-	memcpy(whole + part_len, raw + part_len, CFG_IMAGE_BUF_SIZE - part_len);
-	whole[CFG_IMAGE_BUF_SIZE] = '\0';
+	add_raw_tail(raw, whole, part_len);
 	*part = whole;
 	return 0;
 }
