@@ -583,20 +583,6 @@ int cfg_decode_part(const char *raw, char **out, size_t *out_len, cfg_said *said
 	return 0;
 }
 
-int cfg_extend_part(const char *raw, char **part, size_t part_len, cfg_said *said)
-{
-	if (part_len >= CFG_IMAGE_BUF_SIZE)
-		return 0;
-	char *whole = static_cast<char *>(realloc(*part, CFG_IMAGE_BUF_SIZE + 1));
-	if (!whole) {
-		cfg_say(said, "%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
-		return -1;
-	}
-	add_raw_tail(raw, whole, part_len);
-	*part = whole;
-	return 0;
-}
-
 int cfg_build_container(const char *src, int len, char *out, size_t out_size, int *stream_len)
 {
 	if (out_size < CFG_HEADER_SIZE)

@@ -70,11 +70,6 @@ int nox_configFileLzDecoder(char **buf, int *len);
 // bytes and a NUL, and 0 is returned; -1 on failure. Messages go to standard
 // output and to SAID when not null.
 int cfg_decode_part(const char *raw, char **out, size_t *out_len, cfg_said *said);
-// Extends a decoded part shorter than CFG_IMAGE_BUF_SIZE into the image
-// nox_configFileLzDecoder leaves: RAW's bytes past PART_LEN up to
-// CFG_IMAGE_BUF_SIZE, then a NUL. 0, or -1 after the decoder's allocation
-// message (*PART is then unchanged).
-int cfg_extend_part(const char *raw, char **part, size_t part_len, cfg_said *said);
 // Encodes the *LEN bytes of BUF into a container in place. On success BUF
 // holds header and chunks, *LEN the chunk-stream length, and 0 is returned;
 // -1 when encoding fails or the container does not fit in *LEN bytes.

@@ -137,6 +137,8 @@ TEST_F(RomfileFlash, DecodedTextRunsIntoTheRawTail)
 	const char *invalid = "Current ROM file is not valid!\n";
 	const struct { const char *name; std::string flash; uint32_t computed; const char *printed; } cases[] = {
 		{ "closed in the tail", image(body, close + "zz"), nox_crc32(bytes_of(body + close), body.size() + 10), "" },
+		{ "closed across the join", image(body + "</ROM", "FILE>"), nox_crc32(bytes_of(body + close), body.size() + 10),
+		  "" },
 		{ "NUL before the tail", image(body + '\0', close), 0xFFFFFFFFu, invalid },
 		{ "opened in the tail only", image(std::string(3000, 'a'), "x<ROMFILE>"), 0xFFFFFFFFu, invalid },
 		{ "neither", image(std::string(3000, 'a'), "x"), 0xFFFFFFFFu, "" },
