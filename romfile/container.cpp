@@ -200,7 +200,9 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 	// A block that cannot fit in the output is never expanded, so its scratch
 	// is not grown for it either.
 	bool fits = h.extra <= output_room(*d);
-	bool direct = fits && d->direct && d->kept_end <= d->out_pos;
+	// A block larger than any the encoder writes goes through the scratch
+	// area: a failed expansion of it leaves nothing in the output to clear.
+	bool direct = fits && d->direct && d->kept_end <= d->out_pos && h.extra <= CFG_BLOCK_SIZE;
 	if (fits && !direct && !scratch_reserve(&d->unpacked, h.extra, 0)) {
 		cfg_say(d->said, "Error: decompressed_buffer calloc fail. Skipped.\n");
 		return;
