@@ -64,16 +64,21 @@ bool opens_rom(const split_text &t)
 	return memcmp(head, ROM_OPEN, ROM_OPEN_LEN) == 0;
 }
 
-// Length of the ROM file body of the text, or 0, after the message when the
-// text holds an opening marker but no body.
-size_t text_body(const split_text &t, cfg_said *said)
+// Length of the ROM file body of the text, or 0 (nothing is printed).
+size_t body_of(const split_text &t)
 {
 	long close = find_in(t, ROM_CLOSE, ROM_CLOSE_LEN);
-	if (close >= 0 && opens_rom(t))
-		return static_cast<size_t>(close) + ROM_CLOSE_LEN;
-	if (find_in(t, ROM_OPEN, ROM_OPEN_LEN) >= 0)
+	return close >= 0 && opens_rom(t) ? static_cast<size_t>(close) + ROM_CLOSE_LEN : 0;
+}
+
+// As body_of, after the message when the text holds an opening marker but
+// no body.
+size_t text_body(const split_text &t, cfg_said *said)
+{
+	size_t body = body_of(t);
+	if (!body && find_in(t, ROM_OPEN, ROM_OPEN_LEN) >= 0)
 		cfg_say(said, "Current ROM file is not valid!\n");
-	return 0;
+	return body;
 }
 
 uint32_t body_checksum(const split_text &t, size_t body)
@@ -85,17 +90,6 @@ uint32_t body_checksum(const split_text &t, size_t body)
 	return crc;
 }
 
-// Length of the ROM file body when the first SIZE bytes hold it whole, else
-// 0 (and nothing is printed).
-size_t body_length(const char *buf, size_t size)
-{
-	size_t text_len = strnlen(buf, size);
-	const char *close = find_text(buf, text_len, ROM_CLOSE, ROM_CLOSE_LEN);
-	if (close && text_len >= ROM_OPEN_LEN && memcmp(buf, ROM_OPEN, ROM_OPEN_LEN) == 0)
-		return static_cast<size_t>(close - buf) + ROM_CLOSE_LEN;
-	return 0;
-}
-
 // Checksum of a decoded container's text: the decoded part followed, up to
 // the raw image's size, by the raw bytes past it (the image the decoder
 // leaves in the caller's buffer). A body whole in the decoded part is the
@@ -104,7 +98,7 @@ size_t body_length(const char *buf, size_t size)
 uint32_t decoded_checksum(const char *raw, const char *part, size_t part_len, cfg_said *said)
 {
 	split_text t = { part, strnlen(part, part_len), nullptr, 0 };
-	size_t body = body_length(part, part_len);
+	size_t body = body_of(t);
 	if (!body) {
 		if (t.a_len == part_len && part_len < ROMFILE_SIZE) {
 			t.b = raw + part_len;
