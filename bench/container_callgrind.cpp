@@ -145,12 +145,16 @@ __attribute__((noinline)) uint32_t atsh_flow()
 
 __attribute__((noinline)) uint32_t rominfo_flow()
 {
-	uint32_t computed, stored, version, sum = 0;
+	romfile_readings readings = {};
+	romfile_sums sums;
+	uint32_t sum = 0;
 	for (const char *copy : { "romfile", "second_romfile" }) {
-		getRomfileChecksumAndVersion(copy, &computed, &stored, &version);
-		sum += stored + version;
+		romfile_copy_sums(&readings, copy, &sums);
+		sum += sums.stored + sums.version;
 	}
-	return sum + static_cast<uint32_t>(get_read_romfile_index());
+	sum += static_cast<uint32_t>(romfile_read_index(&readings));
+	romfile_readings_free(&readings);
+	return sum;
 }
 
 __attribute__((noinline)) uint32_t floor_read(const std::vector<chunk> *first, const std::vector<chunk> *second,

@@ -95,16 +95,14 @@ int show_romd_xml()
 	return 0;
 }
 
-bool print_copy(const char *partition, const char *failure, int number)
+bool print_copy(romfile_readings *readings, const char *partition, const char *failure, int number)
 {
-	uint32_t computed = 0;
-	uint32_t stored = 0;
-	uint32_t version = 0;
-	if (!getRomfileChecksumAndVersion(partition, &computed, &stored, &version)) {
+	romfile_sums sums;
+	if (!romfile_copy_sums(readings, partition, &sums)) {
 		tcdbg_printf("%s", failure);
 		return false;
 	}
-	tcdbg_printf("Romfile %d version : 0x%x,  checksum : 0x%x.\n\r", number, version, stored);
+	tcdbg_printf("Romfile %d version : 0x%x,  checksum : 0x%x.\n\r", number, sums.version, sums.stored);
 	return true;
 }
 
@@ -149,9 +147,14 @@ int rom_maint_cmd(int argc, char *argv[], void *)
 int rominfo_cmd(int, char *[], void *)
 {
 	tcdbg_printf("\r\n===== Double Romfile Message =====\r\n");
-	if (!print_copy("romfile", "get first romfile error \n", 1) ||
-	    !print_copy("second_romfile", "get second romfile error \n", 2))
-		return -1;
-	tcdbg_printf("Current using romfile %d\r\n", get_read_romfile_index());
-	return 1;
+	// One reading of each copy serves both lines and the choice.
+	romfile_readings readings = {};
+	int rc = -1;
+	if (print_copy(&readings, "romfile", "get first romfile error \n", 1) &&
+	    print_copy(&readings, "second_romfile", "get second romfile error \n", 2)) {
+		tcdbg_printf("Current using romfile %d\r\n", romfile_read_index(&readings));
+		rc = 1;
+	}
+	romfile_readings_free(&readings);
+	return rc;
 }

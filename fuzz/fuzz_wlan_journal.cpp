@@ -2,6 +2,7 @@
 // any content and length. The listing must stay inside the record's buffer
 // and must never write the store.
 #include <cstdio>
+#include <initializer_list>
 #include <cstdlib>
 #include <unistd.h>
 
@@ -12,9 +13,22 @@
 namespace {
 
 // The journal's own path is the gateway's; the fuzzer loads a file of its
-// own through the same loader.
-char journal_path[] = "/tmp/fuzz_wlan_journal.XXXXXX";
+// own through the same loader. It lives in memory where the workstation has
+// a tmpfs: on a disk file system, a file cut to nothing and written again is
+// flushed to the disk at every close, which would cost most of each run.
+char journal_path[64];
 int journal_fd = -1;
+
+int make_journal()
+{
+	for (const char *dir : { "/dev/shm", "/tmp" }) {
+		snprintf(journal_path, sizeof journal_path, "%s/fuzz_wlan_journal.XXXXXX", dir);
+		int fd = mkstemp(journal_path);
+		if (fd >= 0)
+			return fd;
+	}
+	return -1;
+}
 
 void remove_journal()
 {
@@ -24,7 +38,7 @@ void remove_journal()
 void write_journal(const unsigned char *data, size_t size)
 {
 	if (journal_fd < 0) {
-		journal_fd = mkstemp(journal_path);
+		journal_fd = make_journal();
 		if (journal_fd < 0)
 			abort();
 		atexit(remove_journal);

@@ -91,10 +91,10 @@ uint64_t counted_length(const cfg_chunk_header &h)
 	return 0;
 }
 
-void report_mismatch(int method, uint32_t got, uint32_t expected)
+void report_mismatch(cfg_said *said, int method, uint32_t got, uint32_t expected)
 {
-	cfg_say("Error: checksum mismatch. Skipped.\n");
-	cfg_say("case %d: Got %08lX Expecting %08lX\n", method, static_cast<unsigned long>(got),
+	cfg_say(said, "Error: checksum mismatch. Skipped.\n");
+	cfg_say(said, "case %d: Got %08lX Expecting %08lX\n", method, static_cast<unsigned long>(got),
 	       static_cast<unsigned long>(expected));
 }
 
@@ -126,10 +126,14 @@ struct decode_state {
 	// that own the destination's other bytes) through the scratch areas.
 	bool direct;
 	// End of the output bytes written and kept; beyond it the image reads
-	// as zeros, which the container decoder fills in at the end.
+	// as zeros.
 	uint64_t kept_end;
+	// End of what a failed direct expansion may have written past
+	// kept_end; cleared again at the end.
+	uint64_t dirty_end;
 	scratch packed;
 	scratch unpacked;
+	cfg_said *said; // where the messages about skipped chunks are kept
 };
 
 // Room left in the output at the current output offset.
@@ -158,7 +162,7 @@ void decode_stored_chunk(decode_state *d, const cfg_chunk_header &h)
 	d->walk.pos += h.size;
 	uint32_t got = cfg_adler32(1, payload, take);
 	if (got != h.checksum)
-		report_mismatch(0, got, h.checksum);
+		report_mismatch(d->said, 0, got, h.checksum);
 }
 
 // The payload to expand: in the stream itself when the expander's overreach
@@ -190,15 +194,17 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 {
 	size_t take = readable_payload(d->walk, h.size);
 	if (needs_packed_copy(*d, take) && !scratch_reserve(&d->packed, take, FASTLZ_IN_PAD)) {
-		cfg_say("Error: compressed_buffer calloc fail. Skipped.\n");
+		cfg_say(d->said, "Error: compressed_buffer calloc fail. Skipped.\n");
 		return;
 	}
 	// A block that cannot fit in the output is never expanded, so its scratch
 	// is not grown for it either.
 	bool fits = h.extra <= output_room(*d);
-	bool direct = fits && d->direct && d->kept_end <= d->out_pos;
+	// A block larger than any the encoder writes goes through the scratch
+	// area: a failed expansion of it leaves nothing in the output to clear.
+	bool direct = fits && d->direct && d->kept_end <= d->out_pos && h.extra <= CFG_BLOCK_SIZE;
 	if (fits && !direct && !scratch_reserve(&d->unpacked, h.extra, 0)) {
-		cfg_say("Error: decompressed_buffer calloc fail. Skipped.\n");
+		cfg_say(d->said, "Error: decompressed_buffer calloc fail. Skipped.\n");
 		return;
 	}
 	const unsigned char *packed = packed_payload(d, take);
@@ -206,15 +212,15 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 	uint32_t got = cfg_adler32(1, packed, take);
 	d->total += h.extra;
 	if (got != h.checksum) {
-		report_mismatch(1, got, h.checksum);
+		report_mismatch(d->said, 1, got, h.checksum);
 		return;
 	}
 	unsigned char *to = direct ? d->out + d->out_pos : d->unpacked.data;
 	int produced = fits ? expand_block(packed, take, to, h.extra) : 0;
 	if (produced < 0 || static_cast<uint32_t>(produced) != h.extra) {
-		// What a failed direct expansion left past kept_end is cleared at
-		// the end or overwritten by the next block.
-		cfg_say("Error: decompression failed. Skipped.\n");
+		if (direct)
+			d->dirty_end = std::max<uint64_t>(d->dirty_end, d->out_pos + h.extra);
+		cfg_say(d->said, "Error: decompression failed. Skipped.\n");
 		return;
 	}
 	if (h.extra && !direct)
@@ -223,13 +229,15 @@ void decode_fastlz_chunk(decode_state *d, const cfg_chunk_header &h)
 	keep_output(d, d->out_pos);
 }
 
-// Expands the chunk stream of LEN bytes (SRC_SIZE readable) into OUT. Returns
-// the sum of the chunks' lengths; *KEPT_END receives the end of the bytes
-// written (the rest up to the sum is left as it was).
+// Expands the chunk stream of LEN bytes (SRC_SIZE readable) into OUT and
+// returns the sum of the chunks' lengths. Output bytes no chunk gave are left
+// as they were; with DIRECT the output must come zero-filled, and what a
+// failed expansion wrote there is cleared again.
 uint64_t decode_stream(const unsigned char *src, size_t src_size, uint64_t len, unsigned char *out,
-		       size_t out_size, bool direct, uint64_t *kept_end)
+		       size_t out_size, bool direct, cfg_said *said)
 {
 	decode_state d = {};
+	d.said = said;
 	d.walk = { src, src_size, len, 0 };
 	d.out = out;
 	d.out_size = out_size;
@@ -245,11 +253,12 @@ uint64_t decode_stream(const unsigned char *src, size_t src_size, uint64_t len, 
 		else if (h.options == CFG_FASTLZ)
 			decode_fastlz_chunk(&d, h);
 		else
-			cfg_say("Error: unknown compression method (%d)\n", h.options);
+			cfg_say(said, "Error: unknown compression method (%d)\n", h.options);
 	}
 	free(d.packed.data);
 	free(d.unpacked.data);
-	*kept_end = d.kept_end;
+	if (d.dirty_end > d.kept_end)
+		memset(out + d.kept_end, 0, d.dirty_end - d.kept_end);
 	return d.total;
 }
 
@@ -266,31 +275,89 @@ size_t put_chunk(unsigned char *dst, size_t q, const cfg_chunk_header &h, const 
 
 namespace {
 
-cfg_said *said_capture;
-
-void said_append(const char *text, size_t len)
+void said_append(cfg_said *c, const char *text, size_t len)
 {
-	cfg_said *c = said_capture;
-	if (!c || c->lost)
+	if (c->lost)
 		return;
 	if (c->len + len + 1 > c->capacity) {
-		size_t want = std::max(2 * c->capacity, c->len + len + 1);
-		char *grown = static_cast<char *>(realloc(c->text, std::max<size_t>(want, 256)));
+		size_t want = std::max<size_t>(std::max(2 * c->capacity, c->len + len + 1), 256);
+		char *grown = static_cast<char *>(realloc(c->text, want));
 		if (!grown) {
 			c->lost = true;
 			return;
 		}
 		c->text = grown;
-		c->capacity = std::max<size_t>(want, 256);
+		c->capacity = want;
 	}
 	memcpy(c->text + c->len, text, len);
 	c->len += len;
 	c->text[c->len] = '\0';
 }
 
+// The length number of the container header at BUF; see
+// nox_getCompressedConfigFileLength.
+int header_length(const char *buf, cfg_said *said)
+{
+	char head[CFG_HEADER_SIZE + 1];
+	memcpy(head, buf, CFG_HEADER_SIZE);
+	head[CFG_HEADER_SIZE] = '\0';
+	char *end = static_cast<char *>(memchr(head, '>', CFG_HEADER_SIZE));
+	if (!end)
+		return 0;
+	*end = '\0';
+	// atoi's value for numbers beyond int is undefined; clamp the way a
+	// saturating conversion would, which the size check below refuses anyway.
+	long value = strtol(head + CFG_MAGIC_LEN, nullptr, 10);
+	int n = static_cast<int>(std::max<long>(INT_MIN, std::min<long>(INT_MAX, value)));
+	if (static_cast<unsigned>(n) > CFG_MAX_STREAM_LEN) {
+		cfg_say(said, "Oversized length %d in compressed config file header\n", n);
+		return 0;
+	}
+	return n;
+}
+
+// Puts RAW's bytes past LEN, up to the raw image's size, behind the decoded
+// image in IMAGE (room for that size and a NUL), as the decoder leaves them.
+void add_raw_tail(const char *raw, char *image, size_t len)
+{
+	if (len >= CFG_IMAGE_BUF_SIZE)
+		return;
+	memcpy(image + len, raw + len, CFG_IMAGE_BUF_SIZE - len);
+	image[CFG_IMAGE_BUF_SIZE] = '\0';
+}
+
+// Decodes the container at RAW into a new buffer of *DECODED bytes, the
+// chunks' output (zeros where a chunk was skipped), and a NUL; when
+// WHOLE_FROM is at most the decoded length, with room for the raw image's
+// size and a NUL as well, and *WHOLE is set. The buffer is zero-filled as it
+// is allocated: for an image promising far more than its chunks give, no
+// zeros are written by hand. *HEADER_LEN receives the header's length
+// number. Null after the message when the image is beyond any the gateway
+// writes, which is refused as if its work area could not be had.
+unsigned char *decode_container(const char *raw, uint64_t whole_from, uint64_t *decoded, bool *whole,
+				int *header_len, cfg_said *said)
+{
+	int n = header_length(raw, said);
+	*header_len = n;
+	const unsigned char *stream = bytes(raw) + CFG_HEADER_SIZE;
+	size_t readable = CFG_IMAGE_BUF_SIZE - CFG_HEADER_SIZE;
+	*decoded = cfg_stream_decoded_length(raw + CFG_HEADER_SIZE, readable, static_cast<uint32_t>(n));
+	*whole = *decoded >= whole_from;
+	uint64_t room = *whole ? std::max<uint64_t>(*decoded, CFG_IMAGE_BUF_SIZE) : *decoded;
+	unsigned char *image = nullptr;
+	if (*decoded <= CFG_MAX_DECODED_LEN)
+		image = static_cast<unsigned char *>(calloc(room + 1, 1));
+	if (!image) {
+		cfg_say(said, "%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
+		return nullptr;
+	}
+	decode_stream(stream, readable, static_cast<uint64_t>(n), image, *decoded, true, said);
+	return image;
+}
+
 } // namespace
 
-void cfg_say(const char *fmt, ...)
+void cfg_say(cfg_said *keep, const char *fmt, ...)
 {
 	char line[256];
 	va_list ap;
@@ -304,19 +371,19 @@ void cfg_say(const char *fmt, ...)
 		va_start(ap, fmt);
 		vprintf(fmt, ap);
 		va_end(ap);
-		if (said_capture)
-			said_capture->lost = true;
+		if (keep)
+			keep->lost = true;
 		return;
 	}
 	fputs(line, stdout);
-	said_append(line, static_cast<size_t>(n));
+	if (keep)
+		said_append(keep, line, static_cast<size_t>(n));
 }
 
-cfg_said *cfg_capture_said(cfg_said *to)
+void cfg_said_free(cfg_said *said)
 {
-	cfg_said *before = said_capture;
-	said_capture = to;
-	return before;
+	free(said->text);
+	*said = cfg_said();
 }
 
 // Sixteen bytes per step with the sums reduced once per 5552 bytes, the most
@@ -376,22 +443,12 @@ int isCompressedConfigFile(const char *buf)
 
 int nox_getCompressedConfigFileLength(const char *buf)
 {
-	char head[CFG_HEADER_SIZE + 1];
-	memcpy(head, buf, CFG_HEADER_SIZE);
-	head[CFG_HEADER_SIZE] = '\0';
-	char *end = static_cast<char *>(memchr(head, '>', CFG_HEADER_SIZE));
-	if (!end)
-		return 0;
-	*end = '\0';
-	// atoi's value for numbers beyond int is undefined; clamp the way a
-	// saturating conversion would, which the size check below refuses anyway.
-	long value = strtol(head + CFG_MAGIC_LEN, nullptr, 10);
-	int n = static_cast<int>(std::max<long>(INT_MIN, std::min<long>(INT_MAX, value)));
-	if (static_cast<unsigned>(n) > CFG_MAX_STREAM_LEN) {
-		cfg_say("Oversized length %d in compressed config file header\n", n);
-		return 0;
-	}
-	return n;
+	return header_length(buf, nullptr);
+}
+
+int cfg_header_length(const char *buf, cfg_said *said)
+{
+	return header_length(buf, said);
 }
 
 size_t cfg_stream_bound(size_t len)
@@ -455,7 +512,7 @@ int compressCfgBufToBuf(const char *src, char *dst, size_t dst_size, int *len)
 		consumed += static_cast<int64_t>(block_len);
 	}
 	if (consumed != *len) {
-		cfg_say("Error: reading CfgBuf failed!\n");
+		cfg_say(nullptr, "Error: reading CfgBuf failed!\n");
 		return -1;
 	}
 	*len = static_cast<int>(q);
@@ -504,43 +561,46 @@ uint64_t cfg_stream_walk_end(const char *src, size_t src_size, uint32_t len, boo
 
 int decompressCfgBufToBuf(const char *src, size_t src_size, int *len, char *dst, size_t dst_size)
 {
-	uint64_t kept_end;
 	uint64_t total = decode_stream(bytes(src), src_size, static_cast<uint64_t>(std::max(*len, 0)), bytes(dst),
-				       dst_size, false, &kept_end);
+				       dst_size, false, nullptr);
 	*len = static_cast<int>(std::min<uint64_t>(total, INT_MAX));
 	return 0;
 }
 
 // The decoded image replaces the raw one: bytes up to the decoded length are
 // the chunks' output (zeros where a chunk was skipped), and the raw image's
-// bytes after it stay as they were, as if the image had been copied over the
-// raw buffer. The new buffer is at least the raw buffer's size plus a NUL.
+// bytes after it stay as they were. Whichever copies less: a short image is
+// copied over the raw buffer; a long one takes a buffer of its own, behind
+// which the raw bytes after it are copied.
 int nox_configFileLzDecoder(char **buf, int *len)
 {
-	int n = nox_getCompressedConfigFileLength(*buf);
-	*len = n;
-	const unsigned char *stream = bytes(*buf) + CFG_HEADER_SIZE;
-	size_t readable = CFG_IMAGE_BUF_SIZE - CFG_HEADER_SIZE;
-	// An image beyond any the gateway writes is refused as if its work area
-	// could not be had.
-	uint64_t decoded = cfg_stream_decoded_length(*buf + CFG_HEADER_SIZE, readable, static_cast<uint32_t>(n));
-	size_t image_size = std::max<uint64_t>(decoded, CFG_IMAGE_BUF_SIZE);
-	unsigned char *image = nullptr;
-	if (decoded <= CFG_MAX_DECODED_LEN)
-		image = static_cast<unsigned char *>(malloc(image_size + 1));
-	if (!image) {
-		cfg_say("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzDecoder");
+	uint64_t decoded;
+	bool whole;
+	unsigned char *image = decode_container(*buf, CFG_IMAGE_BUF_SIZE / 2, &decoded, &whole, len, nullptr);
+	if (!image)
 		return -1;
+	if (whole) {
+		add_raw_tail(*buf, reinterpret_cast<char *>(image), static_cast<size_t>(decoded));
+		free(*buf);
+		*buf = reinterpret_cast<char *>(image);
+	} else {
+		memcpy(*buf, image, static_cast<size_t>(decoded));
+		free(image);
 	}
-	uint64_t kept_end;
-	decode_stream(stream, readable, static_cast<uint64_t>(n), image, decoded, true, &kept_end);
-	memset(image + kept_end, 0, decoded - kept_end);
-	if (decoded < CFG_IMAGE_BUF_SIZE)
-		memcpy(image + decoded, *buf + decoded, CFG_IMAGE_BUF_SIZE - decoded);
-	image[image_size] = '\0';
-	free(*buf);
-	*buf = reinterpret_cast<char *>(image);
 	*len = static_cast<int>(decoded);
+	return 0;
+}
+
+int cfg_decode_part(const char *raw, char **out, size_t *out_len, cfg_said *said)
+{
+	uint64_t decoded;
+	bool whole;
+	int header_len;
+	unsigned char *image = decode_container(raw, UINT64_MAX, &decoded, &whole, &header_len, said);
+	if (!image)
+		return -1;
+	*out = reinterpret_cast<char *>(image);
+	*out_len = static_cast<size_t>(decoded);
 	return 0;
 }
 
@@ -563,19 +623,19 @@ int nox_configFileLzEncoder(char *buf, int *len)
 	size_t area_size = CFG_HEADER_SIZE + cfg_stream_bound(static_cast<size_t>(std::max(plain, 0)));
 	char *area = static_cast<char *>(malloc(area_size));
 	if (!area) {
-		cfg_say("%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzEncoder");
+		cfg_say(nullptr, "%s: fastlz calloc compressed buffer fail!\n", "nox_configFileLzEncoder");
 		return -1;
 	}
 	int n = 0;
 	if (cfg_build_container(buf, plain, area, area_size, &n) != 0) {
-		cfg_say("Error: compressCfgBufToBuf fail!\n");
+		cfg_say(nullptr, "Error: compressCfgBufToBuf fail!\n");
 		free(area);
 		return -1;
 	}
-	cfg_say("compressed len = %d, uncompressed len = %d\n", n, plain);
+	cfg_say(nullptr, "compressed len = %d, uncompressed len = %d\n", n, plain);
 	// The container replaces the text in place, so it must fit in it.
 	if (static_cast<int64_t>(plain) < static_cast<int64_t>(n) + static_cast<int64_t>(CFG_HEADER_SIZE)) {
-		cfg_say("Error: input buffer is not enough!\n");
+		cfg_say(nullptr, "Error: input buffer is not enough!\n");
 		free(area);
 		return -1;
 	}

@@ -35,18 +35,19 @@ struct cfg_chunk_header {
 	uint32_t extra;    // uncompressed length of the block
 };
 
-// The library's messages about a configuration image: printed on standard
-// output like any other, and also kept while a capture is set, so a reader
-// that keeps what it read can say it again word for word.
+// What the library printed about one configuration image, kept by the
+// caller that asked for it (a reading of a romfile copy keeps its lines so
+// that asking for the copy again says them again word for word).
 struct cfg_said {
 	char *text;      // NUL-terminated, heap; the owner frees it
 	size_t len;
 	size_t capacity;
 	bool lost;       // something was printed that could not be kept
 };
-void cfg_say(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
-// Sets the capture (null: none) and returns the one set before.
-cfg_said *cfg_capture_said(cfg_said *to);
+// Prints one of the library's messages on standard output and, when KEEP is
+// not null, appends it to KEEP.
+void cfg_say(cfg_said *keep, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
+void cfg_said_free(cfg_said *said);
 
 uint32_t cfg_adler32(uint32_t adler, const unsigned char *data, size_t len);
 void cfg_write_chunk_header(unsigned char *stream, size_t *offset, const cfg_chunk_header &h);
@@ -57,12 +58,20 @@ int isCompressedConfigFile(const char *buf);
 // The chunk-stream length of the 40-byte header at BUF, 0 when the header is
 // unusable (after a message when the number is too large).
 int nox_getCompressedConfigFileLength(const char *buf);
+// The same, its message also kept in SAID when not null.
+int cfg_header_length(const char *buf, cfg_said *said);
 
 // Decodes the container in *BUF, a heap buffer of at least
-// CFG_IMAGE_BUF_SIZE bytes. On success *BUF holds the decoded image, grown
-// (with one spare NUL byte) when the image is larger than
-// CFG_IMAGE_BUF_SIZE, *LEN its length, and 0 is returned; -1 on failure.
+// CFG_IMAGE_BUF_SIZE bytes. On success the decoded image replaces the first
+// *LEN bytes of *BUF, the raw bytes after them staying as they were, or, for
+// an image larger than CFG_IMAGE_BUF_SIZE, *BUF is replaced by a buffer of
+// the image and a spare NUL byte; 0 is returned. -1 on failure.
 int nox_configFileLzDecoder(char **buf, int *len);
+// The decoded part alone of the container in RAW (CFG_IMAGE_BUF_SIZE bytes,
+// left as it is): on success *OUT is a new heap buffer of *OUT_LEN decoded
+// bytes and a NUL, and 0 is returned; -1 on failure. Messages go to standard
+// output and to SAID when not null.
+int cfg_decode_part(const char *raw, char **out, size_t *out_len, cfg_said *said);
 // Encodes the *LEN bytes of BUF into a container in place. On success BUF
 // holds header and chunks, *LEN the chunk-stream length, and 0 is returned;
 // -1 when encoding fails or the container does not fit in *LEN bytes.

@@ -18,104 +18,83 @@ namespace {
 constexpr char FIRST_ROMFILE[] = "romfile";
 constexpr char SECOND_ROMFILE[] = "second_romfile";
 
-// How reading one copy ended.
-enum copy_outcome { COPY_UNREAD, COPY_READ, COPY_NO_OPEN, COPY_SHORT, COPY_NO_DECODE };
-
-// What one reading of a copy gave, kept for the rest of the invocation: the
-// copies do not change while a command runs, and atsh and rominfo ask for
-// the same copies several times. Every caller still prints exactly what a
-// reading of its own would have printed.
-struct copy_reading {
-	copy_outcome outcome;
-	romfile_sums sums;
-	cfg_said said; // what the decoder and the text parser printed
-};
-
-copy_reading readings[2];
-
-copy_reading *reading_slot(const char *partition)
+romfile_copy_reading *reading_slot(romfile_readings *readings, const char *partition)
 {
 	if (strcmp(partition, FIRST_ROMFILE) == 0)
-		return &readings[0];
+		return &readings->first;
 	if (strcmp(partition, SECOND_ROMFILE) == 0)
-		return &readings[1];
+		return &readings->second;
 	return nullptr;
 }
 
-void forget_reading(copy_reading *r)
+void forget_reading(romfile_copy_reading *r)
 {
-	free(r->said.text);
-	*r = copy_reading();
+	cfg_said_free(&r->said);
+	*r = romfile_copy_reading();
 }
 
-void read_copy_into(const char *partition, copy_reading *r)
+// The raw image is read whole or not at all, so it is not cleared first.
+void read_copy_into(const char *partition, romfile_copy_reading *r)
 {
-	char *buf = romfile_buf_alloc();
-	int fd = nox_open_mtd(partition, O_RDONLY);
+	char *buf = static_cast<char *>(malloc(ROMFILE_SIZE));
+	int fd = buf ? nox_open_mtd(partition, O_RDONLY) : -1;
 	if (fd < 0) {
-		r->outcome = COPY_NO_OPEN;
+		r->outcome = ROMFILE_COPY_NO_OPEN;
 	} else if (flash_read_at(fd, 0, buf, ROMFILE_SIZE) != ROMFILE_SIZE) {
-		r->outcome = COPY_SHORT;
+		r->outcome = ROMFILE_COPY_SHORT;
 	} else {
-		romfile_sums sums;
-		r->outcome = romfile_image_sums(&buf, nullptr, &sums) ? COPY_READ : COPY_NO_DECODE;
-		r->sums = sums;
+		bool ok = romfile_image_sums(buf, nullptr, &r->sums, &r->said) == 1;
+		r->outcome = ok ? ROMFILE_COPY_READ : ROMFILE_COPY_NO_DECODE;
 	}
 	if (fd >= 0)
 		close(fd);
 	free(buf);
 }
 
-// Reads PARTITION, or recalls its reading; what the decoder said is printed
-// either way. SHOWN is the name an open failure prints, WHO the routine a
-// decoder failure names.
-const copy_reading *recall_copy(const char *partition, const char *shown, const char *who, copy_reading *scratch)
+// Reads PARTITION into the caller's readings, or says again what its reading
+// printed; then the line for a failed reading. SHOWN is the name an open
+// failure prints, WHO the routine a decoder failure names. A partition that
+// is not one of the copies, or a reading whose lines could not all be kept,
+// is read into SCRATCH (the caller frees its lines).
+const romfile_copy_reading *recall_copy(romfile_readings *readings, const char *partition, const char *shown,
+					const char *who, romfile_copy_reading *scratch)
 {
-	copy_reading *r = reading_slot(partition);
-	if (r && r->outcome != COPY_UNREAD) {
+	romfile_copy_reading *r = reading_slot(readings, partition);
+	if (r && r->outcome != ROMFILE_COPY_UNREAD) {
 		if (r->said.len)
 			fputs(r->said.text, stdout);
 	} else {
-		if (!r) {
-			r = scratch;
-			*r = copy_reading();
-		}
-		cfg_said *outer = cfg_capture_said(&r->said);
-		read_copy_into(partition, r);
-		cfg_capture_said(outer);
-		if (r->said.lost && r != scratch) {
-			// Not kept: the next caller reads the copy again.
-			*scratch = *r;
-			scratch->said = cfg_said();
+		if (r)
 			forget_reading(r);
+		else
+			r = scratch;
+		read_copy_into(partition, r);
+		if (r->said.lost && r != scratch) {
+			*scratch = *r;
+			*r = romfile_copy_reading();
 			r = scratch;
 		}
 	}
-	if (r->outcome == COPY_NO_OPEN)
+	if (r->outcome == ROMFILE_COPY_NO_OPEN)
 		printf("Could not open mtd device: %s\n", shown);
-	else if (r->outcome == COPY_SHORT)
+	else if (r->outcome == ROMFILE_COPY_SHORT)
 		printf("read mtd device (MRD) error!!\n");
-	else if (r->outcome == COPY_NO_DECODE)
+	else if (r->outcome == ROMFILE_COPY_NO_DECODE)
 		printf("%s: nox_configFileLzwDecoder fail!\n", who);
 	return r;
 }
 
-bool read_copy(const char *partition, romfile_sums *sums)
-{
-	return getRomfileChecksumAndVersion(partition, &sums->computed, &sums->stored, &sums->version) == 1;
-}
-
 // Both copies' sums handed to CHOOSE, or ROMFILE_NONE after the message for
 // the copy that could not be read.
-int choose_copy(const char *first_error, const char *second_error,
+int choose_copy(romfile_readings *readings, const char *first_error, const char *second_error,
 		int (*choose)(const romfile_sums &, const romfile_sums &))
 {
 	romfile_sums first, second;
-	if (!read_copy(FIRST_ROMFILE, &first)) {
+	if (!romfile_copy_sums(readings, FIRST_ROMFILE, &first)) {
 		printf("%s", first_error);
 		return ROMFILE_NONE;
 	}
-	if (!read_copy(SECOND_ROMFILE, &second)) {
+	if (!romfile_copy_sums(readings, SECOND_ROMFILE, &second)) {
 		printf("%s", second_error);
 		return ROMFILE_NONE;
 	}
@@ -124,54 +103,88 @@ int choose_copy(const char *first_error, const char *second_error,
 
 } // namespace
 
-void romfile_forget_copies()
+void romfile_readings_free(romfile_readings *readings)
 {
-	for (copy_reading &r : readings)
-		forget_reading(&r);
+	forget_reading(&readings->first);
+	forget_reading(&readings->second);
+}
+
+int romfile_copy_sums(romfile_readings *readings, const char *partition, romfile_sums *sums)
+{
+	romfile_copy_reading scratch = {};
+	const romfile_copy_reading *r =
+		recall_copy(readings, partition, partition, "getRomfileChecksumAndVersion", &scratch);
+	bool read = r->outcome == ROMFILE_COPY_READ;
+	if (read)
+		*sums = r->sums;
+	cfg_said_free(&scratch.said);
+	return read ? 1 : 0;
+}
+
+int romfile_read_index(romfile_readings *readings)
+{
+	return choose_copy(readings, "get first romfile checksum and version error ",
+			   "get second romfile checksum and version error ", romfile_choose_read_index);
+}
+
+int romfile_write_index(romfile_readings *readings)
+{
+	return choose_copy(readings, "get first romfile error ", "get second romfile error ",
+			   romfile_choose_write_index);
 }
 
 int getRomfileChecksumAndVersion(const char *partition, uint32_t *computed, uint32_t *stored,
 				 uint32_t *version)
 {
-	copy_reading scratch = {};
-	const copy_reading *r = recall_copy(partition, partition, "getRomfileChecksumAndVersion", &scratch);
-	free(scratch.said.text);
-	if (r->outcome != COPY_READ)
-		return 0;
-	*computed = r->sums.computed;
-	*stored = r->sums.stored;
-	*version = r->sums.version;
-	return 1;
+	romfile_readings readings = {};
+	romfile_sums sums;
+	int rc = romfile_copy_sums(&readings, partition, &sums);
+	romfile_readings_free(&readings);
+	if (rc) {
+		*computed = sums.computed;
+		*stored = sums.stored;
+		*version = sums.version;
+	}
+	return rc;
 }
 
 int get_read_romfile_index()
 {
-	return choose_copy("get first romfile checksum and version error ",
-			   "get second romfile checksum and version error ", romfile_choose_read_index);
+	romfile_readings readings = {};
+	int index = romfile_read_index(&readings);
+	romfile_readings_free(&readings);
+	return index;
 }
 
 int get_write_romfile_index()
 {
-	return choose_copy("get first romfile error ", "get second romfile error ", romfile_choose_write_index);
+	romfile_readings readings = {};
+	int index = romfile_write_index(&readings);
+	romfile_readings_free(&readings);
+	return index;
 }
 
+// The copy to read is chosen, then read again for its checksum: each copy is
+// read from flash once and the second reading says again what the first said.
 uint32_t nox_getRomChksum()
 {
-	int index = get_read_romfile_index();
+	romfile_readings readings = {};
+	int index = romfile_read_index(&readings);
 	const char *partition = index == ROMFILE_SECOND ? SECOND_ROMFILE : FIRST_ROMFILE;
 	// Field tools match the open failure line, which has always named the
 	// first copy.
-	copy_reading scratch = {};
-	const copy_reading *r = recall_copy(partition, FIRST_ROMFILE, "nox_getRomChksum", &scratch);
-	uint32_t sum = r->outcome == COPY_READ ? r->sums.computed : 0;
-	free(scratch.said.text);
+	romfile_copy_reading scratch = {};
+	const romfile_copy_reading *r = recall_copy(&readings, partition, FIRST_ROMFILE, "nox_getRomChksum", &scratch);
+	uint32_t sum = r->outcome == ROMFILE_COPY_READ ? r->sums.computed : 0;
+	cfg_said_free(&scratch.said);
+	romfile_readings_free(&readings);
 	return sum;
 }
 
-int updateRomfileChecksumAndVersion(const char *path, int index)
+int romfile_stamp_image(romfile_readings *readings, const char *path, int index)
 {
 	char *buf = romfile_buf_alloc();
-	FILE *f = safe_fopen(path, "r+");
+	FILE *f = buf ? safe_fopen(path, "r+") : nullptr;
 	if (!f) {
 		printf("Error: can't open romfile\n");
 		free(buf);
@@ -180,7 +193,7 @@ int updateRomfileChecksumAndVersion(const char *path, int index)
 	size_t got = fread(buf, 1, ROMFILE_SIZE, f);
 	(void)got; // a short image is stamped all the same; the rest reads as zeros
 	bool ok;
-	uint32_t checksum = romfile_image_checksum(&buf, "updateRomfileChecksumAndVersion", &ok);
+	uint32_t checksum = romfile_image_checksum(buf, "updateRomfileChecksumAndVersion", &ok);
 	free(buf);
 	if (!ok) {
 		fclose(f);
@@ -197,7 +210,7 @@ int updateRomfileChecksumAndVersion(const char *path, int index)
 		return 0;
 	}
 	romfile_sums other_sums;
-	if (!read_copy(other, &other_sums)) {
+	if (!romfile_copy_sums(readings, other, &other_sums)) {
 		printf("get romfile checksum and version error ");
 		fclose(f);
 		return 0;
@@ -209,4 +222,12 @@ int updateRomfileChecksumAndVersion(const char *path, int index)
 	fwrite(trailer, 1, sizeof trailer, f);
 	fclose(f);
 	return 1;
+}
+
+int updateRomfileChecksumAndVersion(const char *path, int index)
+{
+	romfile_readings readings = {};
+	int rc = romfile_stamp_image(&readings, path, index);
+	romfile_readings_free(&readings);
+	return rc;
 }

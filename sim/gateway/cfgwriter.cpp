@@ -138,7 +138,9 @@ int cmd_save(const char *path)
 	char *text = read_text(path, &len);
 	if (!text)
 		return fail("cannot read", path);
-	int index = get_write_romfile_index();
+	// One reading of the copies chooses the copy and dates the image.
+	romfile_readings readings = {};
+	int index = romfile_write_index(&readings);
 	unsigned char *image = static_cast<unsigned char *>(malloc(ROMFILE_SIZE));
 	size_t container_len = 0;
 	WorkFile work;
@@ -149,11 +151,12 @@ int cmd_save(const char *path)
 		rc = fail("configuration does not fit a romfile copy:", path);
 	// The trailer is stamped on the file about to be programmed, from the
 	// other copy's version as it stands in flash.
-	else if (!work.write(image, ROMFILE_SIZE) || updateRomfileChecksumAndVersion(work.path(), index) != 1 ||
+	else if (!work.write(image, ROMFILE_SIZE) || romfile_stamp_image(&readings, work.path(), index) != 1 ||
 		 !work.intact())
 		rc = fail("cannot prepare", work.path());
 	else if (!program_partition(work.path(), COPY_NAMES[index]))
 		rc = fail("writing failed:", COPY_NAMES[index]);
+	romfile_readings_free(&readings);
 	free(image);
 	free(text);
 	return rc;
@@ -226,8 +229,10 @@ int cmd_load()
 
 int cmd_which()
 {
-	int read_index = get_read_romfile_index();
-	int write_index = get_write_romfile_index();
+	romfile_readings readings = {};
+	int read_index = romfile_read_index(&readings);
+	int write_index = romfile_write_index(&readings);
+	romfile_readings_free(&readings);
 	printf("read %d write %d\n", read_index, write_index);
 	return 0;
 }

@@ -36,7 +36,7 @@ int chosen_copy(const unsigned char *const raw[2])
 	bool ok = copies[0] && copies[1];
 	for (int i = 0; ok && i < 2; i++) {
 		memcpy(copies[i], raw[i], ROMFILE_SIZE);
-		ok = romfile_image_sums(&copies[i], "config_boot_load", &sums[i]) == 1;
+		ok = romfile_image_sums(copies[i], "config_boot_load", &sums[i]) == 1;
 	}
 	free(copies[0]);
 	free(copies[1]);

@@ -113,7 +113,7 @@ TEST(ByteOrder, RomfileTrailerIsBigEndian)
 	const unsigned char trailer[] = { 0x12, 0x34, 0x56, 0x78, 0x00, 0x00, 0x01, 0x02 };
 	memcpy(image + ROMFILE_CHECKSUM_OFFSET, trailer, sizeof trailer);
 	romfile_sums sums{};
-	EXPECT_EQ(romfile_image_sums(&image, "test", &sums), 1);
+	EXPECT_EQ(romfile_image_sums(image, "test", &sums), 1);
 	EXPECT_EQ(sums.stored, 0x12345678u);
 	EXPECT_EQ(sums.version, 0x102u);
 	free(image);

@@ -23,16 +23,12 @@ uint32_t crc_of(const std::string &text)
 // The romfile and ROM-D partitions come back as the gateway's other tests expect them.
 class RomfileFlash : public testing::Test {
 protected:
-	RomfileFlash() { romfile_forget_copies(); }
-	~RomfileFlash() override { romfile_forget_copies(); }
 	SavedFiles saved_{ FIRST, SECOND, ROMD_DEV, "/tmp/new_romfile", "/tmp/romd.cfg" };
 };
 
-// A copy rewritten under the program: what it kept of the old one goes.
 void write_copy(const char *dev, const std::string &image)
 {
 	write_file(dev, image);
-	romfile_forget_copies();
 }
 
 // A copy of the configuration, compressed or plain: V valid, B with a wrong
@@ -98,26 +94,66 @@ TEST_F(RomfileFlash, ReadFailures)
 		  "getRomfileChecksumAndVersion: nox_configFileLzwDecoder fail!\nget second romfile error ");
 }
 
-// atsh and rominfo read each copy once: later callers get the kept sums and
-// print again what the reading printed.
+// atsh and rominfo read each copy once into the command's own readings:
+// asking again gives the kept sums and prints again, in order, what the
+// reading printed; another command's readings start afresh.
 TEST_F(RomfileFlash, EachCopyIsReadOnceAndItsMessagesRepeated)
 {
 	std::string text = gateway_romfile(30000);
 	std::string odd_chunk = make_chunk(17, 5, "", 0, 0); // reported, then the next header follows
-	write_copy(FIRST, partition_image(make_container(odd_chunk + independent_stream(text)), crc_of(text), 7));
+	std::string bad_sum = make_chunk(17, 1, "abcd", 0x1234, 4);
+	write_copy(FIRST, partition_image(make_container(odd_chunk + bad_sum + independent_stream(text)),
+					  crc_of(text), 7));
 	write_copy(SECOND, copy_image(text, V, 6));
-	const char *said = "Error: unknown compression method (5)\n";
+	const std::string said = "Error: unknown compression method (5)\n"
+				 "Error: checksum mismatch. Skipped.\n"
+				 "case 1: Got 03D8018B Expecting 00001234\n";
 	uint32_t sum = 0;
-	EXPECT_EQ(capture_stdout([&] { sum = nox_getRomChksum(); }), std::string(said) + said);
+	EXPECT_EQ(capture_stdout([&] { sum = nox_getRomChksum(); }), said + said);
 	EXPECT_EQ(sum, crc_of(text));
-	uint32_t computed = 0, stored = 0, version = 0;
-	write_file(FIRST, std::string(ROMFILE_SIZE, '\xff')); // not read again until forgotten
-	EXPECT_EQ(capture_stdout([&] { getRomfileChecksumAndVersion("romfile", &computed, &stored, &version); }), said);
-	EXPECT_EQ(version, 7u);
-	romfile_forget_copies();
+	romfile_readings copies = {};
+	romfile_sums sums = {};
+	EXPECT_EQ(capture_stdout([&] { romfile_copy_sums(&copies, "romfile", &sums); }), said);
+	write_file(FIRST, std::string(ROMFILE_SIZE, '\xff')); // not read again by this command
+	EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(romfile_read_index(&copies), 1); }), said);
+	EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(romfile_copy_sums(&copies, "romfile", &sums), 1); }), said);
+	EXPECT_EQ(sums.version, 7u);
+	romfile_readings_free(&copies);
 	EXPECT_EQ(capture_stdout([&] { sum = nox_getRomChksum(); }), "");
 	EXPECT_EQ(sum, crc_of(text)); // the second copy now
 	EXPECT_EQ(get_read_romfile_index(), 2);
+}
+
+// A decoded text with no NUL runs on into the raw bytes after the decoded
+// length, as in the buffer the decoder leaves; one with a NUL ends there.
+TEST_F(RomfileFlash, DecodedTextRunsIntoTheRawTail)
+{
+	std::string body = "<ROMFILE>" + std::string(3000, 'a'), close = "</ROMFILE>";
+	auto image = [](const std::string &decoded, const std::string &raw_tail) {
+		std::string raw = make_container(fastlz_chunk(decoded));
+		raw.resize(decoded.size(), 'f');
+		return partition_image(raw + raw_tail + std::string(1, '\0'), 0, 3);
+	};
+	const char *invalid = "Current ROM file is not valid!\n";
+	const struct { const char *name; std::string flash; uint32_t computed; const char *printed; } cases[] = {
+		{ "closed in the tail", image(body, close + "zz"), nox_crc32(bytes_of(body + close), body.size() + 10), "" },
+		{ "closed across the join", image(body + "</ROM", "FILE>"), nox_crc32(bytes_of(body + close), body.size() + 10),
+		  "" },
+		{ "NUL before the tail", image(body + '\0', close), 0xFFFFFFFFu, invalid },
+		{ "opened in the tail only", image(std::string(3000, 'a'), "x<ROMFILE>"), 0xFFFFFFFFu, invalid },
+		{ "neither", image(std::string(3000, 'a'), "x"), 0xFFFFFFFFu, "" },
+	};
+	for (auto &c : cases) {
+		write_copy(FIRST, c.flash);
+		uint32_t computed = 0, stored = 1, version = 0;
+		EXPECT_EQ(capture_stdout([&] {
+				  EXPECT_EQ(getRomfileChecksumAndVersion("romfile", &computed, &stored, &version), 1);
+			  }),
+			  c.printed)
+			<< c.name;
+		EXPECT_EQ(computed, c.computed) << c.name;
+		EXPECT_EQ(version, 3u) << c.name;
+	}
 }
 
 TEST_F(RomfileFlash, StampsAnImageForTheOtherCopy)

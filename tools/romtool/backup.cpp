@@ -18,11 +18,11 @@ namespace {
 constexpr char ROM_OPEN[] = "<ROMFILE>";
 constexpr size_t ROM_OPEN_LEN = sizeof ROM_OPEN - 1;
 
-// Runs FN with the library's messages kept in SAID instead of printed: the
-// verdict is one line of romtool's own, the library's first message its
-// detail.
+// Runs FN(SAID) with standard output silenced: the library keeps its
+// messages in SAID, the verdict is one line of romtool's own and the
+// library's first message its detail.
 template <typename Fn>
-auto quietly(cfg_said *said, Fn fn) -> decltype(fn())
+auto quietly(cfg_said *said, Fn fn) -> decltype(fn(said))
 {
 	fflush(stdout);
 	int saved = dup(1);
@@ -31,9 +31,7 @@ auto quietly(cfg_said *said, Fn fn) -> decltype(fn())
 		dup2(null, 1);
 		close(null);
 	}
-	cfg_said *before = cfg_capture_said(said);
-	auto result = fn();
-	cfg_capture_said(before);
+	auto result = fn(said);
 	fflush(stdout);
 	if (saved >= 0) {
 		dup2(saved, 1);
@@ -126,7 +124,7 @@ bool expand_container(const char *data, size_t size, backup *b, said_text *said)
 	// The first 128 KiB, as the gateway reads a copy; zeros after a shorter
 	// file.
 	memcpy(buf, data, std::min(size, ROMFILE_SIZE));
-	b->container_len = quietly(said, [&] { return nox_getCompressedConfigFileLength(buf); });
+	b->container_len = quietly(said, [&](cfg_said *keep) { return cfg_header_length(buf, keep); });
 	b->is_container = true;
 	if (b->container_len <= 0) {
 		std::string detail = said->first();
@@ -150,16 +148,16 @@ bool expand_container(const char *data, size_t size, backup *b, said_text *said)
 		free(buf);
 		return false;
 	}
-	int decoded = 0;
-	int rc = quietly(said, [&] { return nox_configFileLzDecoder(&buf, &decoded); });
+	char *image = nullptr;
+	size_t decoded = 0;
+	int rc = quietly(said, [&](cfg_said *keep) { return cfg_decode_part(buf, &image, &decoded, keep); });
+	free(buf);
 	if (rc != 0) {
 		refuse_chunks(b, *said);
-		free(buf);
 		return false;
 	}
-	size_t room = std::max(ROMFILE_SIZE, static_cast<size_t>(std::max(decoded, 0)));
-	b->text.assign(buf, strnlen(buf, std::min(room, static_cast<size_t>(std::max(decoded, 0)))));
-	free(buf);
+	b->text.assign(image, strnlen(image, decoded));
+	free(image);
 	return true;
 }
 
@@ -184,7 +182,7 @@ size_t with_line_ends(const std::string &text, size_t body)
 bool text_before_trailer(const char *data)
 {
 	said_text said;
-	int body = quietly(&said, [&] { return romfile_real_length(data, ROMFILE_CHECKSUM_OFFSET); });
+	int body = quietly(&said, [&](cfg_said *keep) { return romfile_real_length(data, ROMFILE_CHECKSUM_OFFSET, keep); });
 	size_t end = body > 0 ? static_cast<size_t>(body) : ROMFILE_CHECKSUM_OFFSET;
 	while (end < ROMFILE_CHECKSUM_OFFSET && (data[end] == '\n' || data[end] == '\r'))
 		end++;
@@ -206,7 +204,7 @@ void read_trailer(const char *data, backup *b)
 void judge_text(backup *b, const said_text &said)
 {
 	said_text more;
-	int body = quietly(&more, [&] { return romfile_real_length(b->text.data(), b->text.size()); });
+	int body = quietly(&more, [&](cfg_said *keep) { return romfile_real_length(b->text.data(), b->text.size(), keep); });
 	b->body = body > 0 ? static_cast<size_t>(body) : 0;
 	b->computed = nox_crc32(reinterpret_cast<const unsigned char *>(b->text.data()), b->body);
 	bool chunk_fault = said.text != nullptr;
