@@ -58,11 +58,10 @@ $cxx $cxxflags "$repo/fuzz/make_seeds.cpp" "$repo/romfile/container.cpp" "$repo/
 rm -rf "$work/seeds"/*
 "$work/make_seeds" "$work/seeds"
 
-failed=0
-for t in $targets; do
-	corpus=$work/corpus/$t
+# One target on its corpus; its verdict line goes to logs/TARGET.result.
+run_target() {
+	local t=$1 corpus=$work/corpus/$1 log=$work/logs/$1.log
 	mkdir -p "$corpus"
-	log=$work/logs/$t.log
 	# The library prints its own messages for every damaged chunk; they go
 	# to /dev/null, libFuzzer's report to the log.
 	if "$work/$t" -max_total_time="$seconds" -max_len=140000 -rss_limit_mb=2048 -timeout=10 \
@@ -70,10 +69,28 @@ for t in $targets; do
 		"$corpus" "$work/seeds" >/dev/null 2>"$log"; then
 		runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
 		secs=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log")
-		printf '%-20s ok     %ss  %s runs  (%s/s)\n' "$t" "$seconds" "$runs" "$secs"
+		printf '%-20s ok     %ss  %s runs  (%s/s)\n' "$t" "$seconds" "$runs" "$secs" >"$work/logs/$t.result"
 	else
-		printf '%-20s FAILED, see %s\n' "$t" "$log"
-		failed=1
+		printf '%-20s FAILED, see %s\n' "$t" "$log" >"$work/logs/$t.result"
+		return 1
 	fi
+}
+
+# As many targets at once as the machine has processors, each on one.
+rm -f "$work/logs"/*.result
+failed=0
+batch=()
+for t in $targets; do
+	batch+=("$t")
+	[ ${#batch[@]} -lt "$(nproc)" ] && continue
+	for b in "${batch[@]}"; do run_target "$b" & done
+	wait
+	batch=()
+done
+for b in "${batch[@]}"; do run_target "$b" & done
+wait
+for t in $targets; do
+	cat "$work/logs/$t.result"
+	grep -q ' ok ' "$work/logs/$t.result" || failed=1
 done
 exit $failed
