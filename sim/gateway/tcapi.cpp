@@ -17,8 +17,8 @@ int usage()
 	return 2;
 }
 
-// The daemon's result for OP on WORDS, the answer into REPLY (released by
-// the caller when the result is not SIM_STORE_FAULT).
+// The daemon's result for OP on WORDS, the answer into REPLY (which the
+// caller releases in every case).
 int request(char op, const char *const *words, size_t count, StoreReply *reply)
 {
 	return store_request(op, words, count, reply) ? reply->result : SIM_STORE_FAULT;
@@ -33,8 +33,7 @@ int cmd_get(const char *node, const char *attr)
 		sim_store_complain("no attribute %s in node %s", attr, node);
 	if (rc == 0)
 		printf("%.*s\n", static_cast<int>(strnlen(reply.answer, reply.answer_len)), reply.answer);
-	if (rc != SIM_STORE_FAULT)
-		store_reply_release(&reply);
+	store_reply_release(&reply);
 	return rc != 0 ? 1 : 0;
 }
 
@@ -57,8 +56,7 @@ int cmd_show(const char *node)
 			p = value + len + 1;
 		}
 	}
-	if (rc != SIM_STORE_FAULT)
-		store_reply_release(&reply);
+	store_reply_release(&reply);
 	return rc != 0 ? 1 : 0;
 }
 
