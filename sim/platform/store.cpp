@@ -293,6 +293,7 @@ bool same_version(const StoreVersion &a, const StoreVersion &b)
 struct StoreCache {
 	mxml_node_t *root = nullptr;
 	StoreVersion version{};
+	std::string text; // as written by this process; empty when parsed
 };
 StoreCache cache;
 
@@ -301,6 +302,7 @@ void drop_cache()
 	if (cache.root)
 		mxmlDelete(cache.root);
 	cache.root = nullptr;
+	cache.text.clear();
 }
 
 // The store file's version; its whole text too unless it is the cached
@@ -404,36 +406,105 @@ const char *layout_cb(mxml_node_t *node, int where)
 	}
 }
 
-// Renders the store as ROMFILE text into a malloc'd buffer.
-char *render_store(mxml_node_t *root, size_t *len)
+// The markup mxmlSaveString gives an attribute value's byte.
+const char *entity_of(char c)
 {
-	mxmlSetWrapMargin(0);
-	char *text;
-	if (mxmlGetFirstChild(root))
-		text = mxmlSaveAllocString(root, layout_cb);
-	else
-		text = strdup("<ROMFILE>\n</ROMFILE>\n");
-	if (text)
-		*len = strlen(text);
-	return text;
+	switch (c) {
+	case '&':
+		return "&amp;";
+	case '<':
+		return "&lt;";
+	case '>':
+		return "&gt;";
+	case '"':
+		return "&quot;";
+	default:
+		return nullptr;
+	}
 }
 
-// Writes the tree as the new version of the store file and keeps it as that
-// version.
+void append_value(std::string &out, const char *value)
+{
+	const char *run = value;
+	for (const char *p = value; *p; p++) {
+		const char *entity = entity_of(*p);
+		if (!entity)
+			continue;
+		out.append(run, static_cast<size_t>(p - run)).append(entity);
+		run = p + 1;
+	}
+	out.append(run);
+}
+
+// One element and everything inside it, laid out as layout_cb lays it out
+// through Mini-XML, byte for byte. false for anything but elements with
+// attributes (text, comments, declarations in a file planted from outside),
+// which Mini-XML itself renders.
+bool append_element(std::string &out, mxml_node_t *node, int depth)
+{
+	const char *name = mxmlGetType(node) == MXML_ELEMENT ? mxmlGetElement(node) : nullptr;
+	if (!name || name[0] == '!' || name[0] == '?')
+		return false;
+	size_t tabs = static_cast<size_t>(depth > 16 ? 16 : depth);
+	out.append(tabs, '\t').append(1, '<').append(name);
+	int count = mxmlElementGetAttrCount(node);
+	for (int i = 0; i < count; i++) {
+		const char *attr = nullptr;
+		const char *value = mxmlElementGetAttrByIndex(node, i, &attr);
+		out.append(1, ' ').append(attr);
+		if (value) {
+			out.append("=\"");
+			append_value(out, value);
+			out.append(1, '"');
+		}
+	}
+	mxml_node_t *child = mxmlGetFirstChild(node);
+	if (!child) {
+		out.append(" />\n");
+		return true;
+	}
+	out.append(">\n");
+	for (; child; child = mxmlGetNextSibling(child)) {
+		if (!append_element(out, child, depth + 1))
+			return false;
+	}
+	out.append(tabs, '\t').append("</").append(name).append(">\n");
+	return true;
+}
+
+// The store as ROMFILE text. Rendered here rather than by Mini-XML, which
+// lays the whole text out twice and takes most of a write's time.
+bool render_store(mxml_node_t *root, std::string *text)
+{
+	text->clear();
+	if (!mxmlGetFirstChild(root)) {
+		text->assign("<ROMFILE>\n</ROMFILE>\n");
+		return true;
+	}
+	if (append_element(*text, root, 0))
+		return true;
+	mxmlSetWrapMargin(0);
+	char *rendered = mxmlSaveAllocString(root, layout_cb);
+	if (rendered)
+		text->assign(rendered);
+	free(rendered);
+	return rendered != nullptr;
+}
+
+// Writes the tree as the new version of the store file and keeps it, and
+// its text, as that version.
 bool write_store(mxml_node_t *root)
 {
-	size_t len;
-	char *text = render_store(root, &len);
-	if (!text) {
+	std::string text;
+	if (!render_store(root, &text)) {
 		sim_store_complain("out of memory writing %s", GW_STORE_FILE);
 		return false;
 	}
-	bool ok = sim_store_write_file("", text, len);
-	free(text);
 	struct stat st;
-	if (!ok || stat(GW_STORE_FILE, &st) != 0)
+	if (!sim_store_write_file("", text.data(), text.size()) || stat(GW_STORE_FILE, &st) != 0)
 		return false;
 	cache.version = StoreVersion{false, st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec};
+	cache.text.swap(text);
 	return true;
 }
 
@@ -645,12 +716,13 @@ int sim_store_save(void)
 	StoreTransaction tx;
 	if (!tx.root())
 		return -1;
-	size_t len;
 	tx.unchanged();
-	char *text = render_store(tx.root(), &len);
-	if (!text)
-		return -1;
-	int rc = sim_store_save_to_flash(text, len, tx.lock_fd());
-	free(text);
-	return rc;
+	std::string rendered;
+	const std::string *text = &cache.text;
+	if (text->empty()) {
+		if (!render_store(tx.root(), &rendered))
+			return -1;
+		text = &rendered;
+	}
+	return sim_store_save_to_flash(text->data(), text->size(), tx.lock_fd());
 }
