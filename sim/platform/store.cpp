@@ -436,10 +436,18 @@ void append_value(std::string &out, const char *value)
 	out.append(run);
 }
 
+// The parser keeps the layout between elements as empty text nodes; at the
+// start of a line, where every element ends, they write nothing.
+bool is_layout_text(mxml_node_t *node)
+{
+	const char *text = mxmlGetType(node) == MXML_TEXT ? mxmlGetText(node, nullptr) : nullptr;
+	return text && !*text;
+}
+
 // One element and everything inside it, laid out as layout_cb lays it out
 // through Mini-XML, byte for byte. false for anything but elements with
-// attributes (text, comments, declarations in a file planted from outside),
-// which Mini-XML itself renders.
+// attributes and layout (text, comments, declarations in a file planted from
+// outside), which Mini-XML itself renders.
 bool append_element(std::string &out, mxml_node_t *node, int depth)
 {
 	const char *name = mxmlGetType(node) == MXML_ELEMENT ? mxmlGetElement(node) : nullptr;
@@ -465,7 +473,7 @@ bool append_element(std::string &out, mxml_node_t *node, int depth)
 	}
 	out.append(">\n");
 	for (; child; child = mxmlGetNextSibling(child)) {
-		if (!append_element(out, child, depth + 1))
+		if (!is_layout_text(child) && !append_element(out, child, depth + 1))
 			return false;
 	}
 	out.append(tabs, '\t').append("</").append(name).append(">\n");
