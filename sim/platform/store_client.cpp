@@ -4,8 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <poll.h>
+#include <sys/time.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -20,20 +19,15 @@ extern char **environ;
 namespace {
 
 // While the init starts the daemon (at boot, or again after it died) its
-// socket is missing or refuses for a moment: the client waits this long.
-constexpr long long CONNECT_WAIT_MS = 3000;
+// socket is missing or refuses for a moment: the client tries this often.
+constexpr int CONNECT_TRIES = 30;
+constexpr useconds_t CONNECT_PAUSE_US = 100000;
 // A reply to a read or a write comes within milliseconds; a save or a
-// commit waits for the configuration writer and the flash.
-constexpr long long REPLY_WAIT_MS = 10000;
-constexpr long long FLASH_REPLY_WAIT_MS = 120000;
-
-long long now_ms()
-{
-	struct timespec t;
-	clock_gettime(CLOCK_MONOTONIC, &t);
-	return static_cast<long long>(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
-}
-
+// commit waits for the configuration writer and the flash. Each send and
+// each receive is bounded by the socket's own time-outs, so no call of the
+// library blocks without end.
+constexpr time_t REPLY_WAIT_S = 10;
+constexpr time_t FLASH_REPLY_WAIT_S = 120;
 void say_unreachable(const char *why)
 {
 	fprintf(stderr, "tcapi: cannot reach the configuration daemon: %s\n", why);
@@ -44,96 +38,95 @@ bool is_transient(int err)
 	return err == ENOENT || err == ECONNREFUSED || err == EAGAIN;
 }
 
-// A connection to the daemon, or -1 after saying why. Anything but a socket
-// at the daemon's name is refused, never connected through.
-int connect_daemon()
+bool set_timeouts(int fd, time_t seconds)
+{
+	struct timeval t = {seconds, 0};
+	return setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &t, sizeof t) == 0 &&
+	       setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &t, sizeof t) == 0;
+}
+
+// Anything but a socket at the daemon's name is refused, never connected
+// through; true when that was said.
+bool refuse_planted()
+{
+	struct stat st;
+	if (lstat(GW_STORE_SOCKET, &st) != 0 || S_ISSOCK(st.st_mode))
+		return false;
+	say_unreachable(S_ISLNK(st.st_mode) ? GW_STORE_SOCKET " is a symbolic link" : GW_STORE_SOCKET " is not a socket");
+	return true;
+}
+
+// A connection to the daemon with its time-outs set, or -1 after saying why.
+int connect_daemon(time_t wait_s)
 {
 	struct sockaddr_un addr;
 	memset(&addr, 0, sizeof addr);
 	addr.sun_family = AF_UNIX;
 	memcpy(addr.sun_path, GW_STORE_SOCKET, sizeof GW_STORE_SOCKET);
-	long long deadline = now_ms() + CONNECT_WAIT_MS;
-	for (useconds_t pause_us = 2000;; pause_us = pause_us < 64000 ? pause_us * 2 : pause_us) {
-		struct stat st;
-		if (lstat(GW_STORE_SOCKET, &st) == 0 && !S_ISSOCK(st.st_mode)) {
-			say_unreachable(S_ISLNK(st.st_mode) ? GW_STORE_SOCKET " is a symbolic link"
-							    : GW_STORE_SOCKET " is not a socket");
+	for (int tries = 1;; tries++) {
+		if (refuse_planted())
 			return -1;
-		}
-		int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-		if (fd < 0) {
+		int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+		if (fd < 0 || !set_timeouts(fd, wait_s)) {
 			say_unreachable(strerror(errno));
+			if (fd >= 0)
+				close(fd);
 			return -1;
 		}
 		if (connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0)
 			return fd;
 		int err = errno;
 		close(fd);
-		if (!is_transient(err) || now_ms() >= deadline) {
+		if (!is_transient(err) || tries == CONNECT_TRIES) {
 			say_unreachable(strerror(err));
 			return -1;
 		}
-		usleep(pause_us);
+		usleep(CONNECT_PAUSE_US);
 	}
 }
 
-// Waits until FD is ready for EVENTS; false once DEADLINE has passed.
-bool wait_for(int fd, short events, long long deadline)
-{
-	for (;;) {
-		long long left = deadline - now_ms();
-		if (left <= 0)
-			return false;
-		struct pollfd p = {fd, events, 0};
-		int n = poll(&p, 1, static_cast<int>(left));
-		if (n > 0)
-			return true;
-		if (n < 0 && errno != EINTR)
-			return false;
-	}
-}
-
-bool send_all(int fd, const unsigned char *data, size_t len, long long deadline)
+bool send_all(int fd, const unsigned char *data, size_t len)
 {
 	while (len > 0) {
 		ssize_t n = send(fd, data, len, MSG_NOSIGNAL);
-		if (n > 0) {
-			data += n;
-			len -= static_cast<size_t>(n);
-		} else if (n < 0 && errno != EAGAIN && errno != EINTR) {
+		if (n < 0 && errno == EINTR)
+			continue;
+		if (n <= 0)
 			return false;
-		} else if (!wait_for(fd, POLLOUT, deadline)) {
-			return false;
-		}
+		data += n;
+		len -= static_cast<size_t>(n);
 	}
 	return true;
 }
 
-// Reads exactly LEN bytes; 0 = done, -1 = closed or failed, -2 = timed out.
-int recv_all(int fd, unsigned char *data, size_t len, long long deadline)
+// Reads until LEN bytes are in; 0 = done, -1 = closed or failed, -2 = the
+// daemon said nothing in time.
+int recv_all(int fd, unsigned char *data, size_t len)
 {
 	while (len > 0) {
 		ssize_t n = recv(fd, data, len, 0);
-		if (n > 0) {
-			data += n;
-			len -= static_cast<size_t>(n);
-		} else if (n == 0 || (errno != EAGAIN && errno != EINTR)) {
-			return -1;
-		} else if (!wait_for(fd, POLLIN, deadline)) {
-			return -2;
-		}
+		if (n < 0 && errno == EINTR)
+			continue;
+		if (n <= 0)
+			return n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) ? -2 : -1;
+		data += n;
+		len -= static_cast<size_t>(n);
 	}
 	return 0;
 }
 
-unsigned char *request_frame(char op, const char *const *words, size_t count, size_t *len)
+// The request's frame into SMALL (STORE_SMALL_FRAME bytes) or a buffer from the
+// heap; nullptr when it is too long for the daemon.
+unsigned char *request_frame(char op, const char *const *words, size_t count, unsigned char *small, size_t *len)
 {
 	size_t body = 1;
 	for (size_t i = 0; i < count; i++)
 		body += strlen(words[i]) + 1;
 	if (body > STORE_REQUEST_MAX)
 		return nullptr;
-	unsigned char *frame = static_cast<unsigned char *>(malloc(STORE_FRAME_HEADER + body));
+	unsigned char *frame = STORE_FRAME_HEADER + body <= STORE_SMALL_FRAME
+				       ? small
+				       : static_cast<unsigned char *>(malloc(STORE_FRAME_HEADER + body));
 	if (!frame)
 		return nullptr;
 	store_put_be32(frame, static_cast<uint32_t>(body));
@@ -148,62 +141,75 @@ unsigned char *request_frame(char op, const char *const *words, size_t count, si
 	return frame;
 }
 
-// The reply's body into a buffer of its own, or nullptr after saying why.
-unsigned char *read_reply(int fd, long long deadline, size_t *len)
+// The reply's body into REPLY's own buffer, or false after saying why. The
+// first receive takes what came in one go, which is usually all of it.
+bool read_reply(int fd, StoreReply *reply, size_t *len)
 {
-	unsigned char head[STORE_FRAME_HEADER];
-	int rc = recv_all(fd, head, sizeof head, deadline);
-	size_t body = rc == 0 ? store_get_be32(head) : 0;
-	unsigned char *frame = nullptr;
-	if (rc == 0 && (body < STORE_REPLY_HEADER || body > STORE_REPLY_MAX))
+	unsigned char *small = reply->small;
+	ssize_t got;
+	while ((got = recv(fd, small, sizeof reply->small, 0)) < 0 && errno == EINTR)
+		;
+	int rc = got >= static_cast<ssize_t>(STORE_FRAME_HEADER) ? 0 : got < 0 && errno == EAGAIN ? -2 : -1;
+	size_t have = got > 0 ? static_cast<size_t>(got) - STORE_FRAME_HEADER : 0;
+	size_t body = rc == 0 ? store_get_be32(small) : 0;
+	if (rc == 0 && (body < STORE_REPLY_HEADER || body > STORE_REPLY_MAX || have > body))
 		rc = -1;
-	if (rc == 0) {
+	unsigned char *frame = small + STORE_FRAME_HEADER;
+	if (rc == 0 && STORE_FRAME_HEADER + body > sizeof reply->small) {
 		frame = static_cast<unsigned char *>(malloc(body));
-		rc = frame ? recv_all(fd, frame, body, deadline) : -1;
+		if (frame) {
+			memcpy(frame, small + STORE_FRAME_HEADER, have);
+			reply->frame = frame;
+		}
 	}
-	if (rc == 0) {
-		*len = body;
-		return frame;
+	if (rc == 0)
+		rc = frame ? recv_all(fd, frame + have, body - have) : -1;
+	if (rc != 0) {
+		say_unreachable(rc == -2 ? "no reply in time" : "no reply");
+		return false;
 	}
-	free(frame);
-	say_unreachable(rc == -2 ? "no reply in time" : "no reply");
-	return nullptr;
+	reply->body = frame;
+	*len = body;
+	return true;
 }
 
 } // namespace
 
 bool store_request(char op, const char *const *words, size_t count, StoreReply *reply)
 {
-	memset(reply, 0, sizeof *reply);
+	reply->frame = nullptr;
+	unsigned char small[STORE_SMALL_FRAME];
 	size_t len = 0;
-	unsigned char *request = request_frame(op, words, count, &len);
+	unsigned char *request = request_frame(op, words, count, small, &len);
 	if (!request) {
 		say_unreachable("request too long");
 		return false;
 	}
-	bool flash = op == STORE_SAVE || op == STORE_COMMIT;
-	int fd = connect_daemon();
-	long long deadline = now_ms() + (flash ? FLASH_REPLY_WAIT_MS : REPLY_WAIT_MS);
-	bool sent = fd >= 0 && send_all(fd, request, len, deadline);
-	free(request);
+	int fd = connect_daemon(op == STORE_SAVE || op == STORE_COMMIT ? FLASH_REPLY_WAIT_S : REPLY_WAIT_S);
+	bool sent = fd >= 0 && send_all(fd, request, len);
+	if (request != small)
+		free(request);
 	if (fd >= 0 && !sent)
 		say_unreachable("cannot send the request");
-	unsigned char *frame = sent ? read_reply(fd, deadline, &len) : nullptr;
+	bool replied = sent && read_reply(fd, reply, &len);
 	if (fd >= 0)
 		close(fd);
-	if (!frame)
+	if (!replied) {
+		store_reply_release(reply);
 		return false;
-	size_t complaints = store_get_be32(frame + 4);
+	}
+	const unsigned char *body = reply->body;
+	size_t complaints = store_get_be32(body + 4);
 	if (complaints > len - STORE_REPLY_HEADER) {
-		free(frame);
+		store_reply_release(reply);
 		say_unreachable("garbled reply");
 		return false;
 	}
-	fwrite(frame + STORE_REPLY_HEADER, 1, complaints, stderr);
-	reply->result = static_cast<int32_t>(store_get_be32(frame));
-	reply->answer = reinterpret_cast<const char *>(frame + STORE_REPLY_HEADER + complaints);
+	if (complaints)
+		fwrite(body + STORE_REPLY_HEADER, 1, complaints, stderr);
+	reply->result = static_cast<int32_t>(store_get_be32(body));
+	reply->answer = reinterpret_cast<const char *>(body + STORE_REPLY_HEADER + complaints);
 	reply->answer_len = len - STORE_REPLY_HEADER - complaints;
-	reply->frame = frame;
 	return true;
 }
 

@@ -6,11 +6,17 @@
 
 #include <cstddef>
 
+// Requests and replies of this size or less (nearly all) need no buffer
+// from the heap.
+constexpr size_t STORE_SMALL_FRAME = 2048;
+
 struct StoreReply {
 	int result;         // the store's result for the operation
 	const char *answer; // the answer part of the reply, answer_len bytes
 	size_t answer_len;
-	unsigned char *frame; // owned; store_reply_release frees it
+	const unsigned char *body; // the reply's body, in small or in frame
+	unsigned char *frame;      // a longer reply's; store_reply_release frees it
+	unsigned char small[STORE_SMALL_FRAME];
 };
 
 // Sends OP with its COUNT words and waits for the reply; the complaints the
