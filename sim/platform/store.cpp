@@ -423,17 +423,61 @@ const char *entity_of(char c)
 	}
 }
 
-void append_value(std::string &out, const char *value)
-{
-	const char *run = value;
-	for (const char *p = value; *p; p++) {
-		const char *entity = entity_of(*p);
-		if (!entity)
-			continue;
-		out.append(run, static_cast<size_t>(p - run)).append(entity);
-		run = p + 1;
+// The text being rendered: appending is most of rendering's work, so it is
+// a plain copy into a buffer that grows by doubling.
+class RenderBuffer {
+public:
+	explicit RenderBuffer(size_t hint) : cap_(hint), data_(static_cast<char *>(malloc(hint))) {}
+	~RenderBuffer() { free(data_); }
+	RenderBuffer(const RenderBuffer &) = delete;
+	RenderBuffer &operator=(const RenderBuffer &) = delete;
+
+	void put(const char *text, size_t n)
+	{
+		if (len_ + n > cap_ && !grow(len_ + n))
+			return;
+		memcpy(data_ + len_, text, n);
+		len_ += n;
 	}
-	out.append(run);
+	void put(const char *text) { put(text, strlen(text)); }
+	bool take(std::string *out) const
+	{
+		if (!data_)
+			return false;
+		out->assign(data_, len_);
+		return true;
+	}
+
+private:
+	bool grow(size_t need)
+	{
+		size_t cap = cap_ * 2 > need ? cap_ * 2 : need;
+		char *bigger = data_ ? static_cast<char *>(realloc(data_, cap)) : nullptr;
+		if (!bigger) {
+			free(data_);
+			data_ = nullptr;
+			cap_ = len_ = 0;
+			return false;
+		}
+		data_ = bigger;
+		cap_ = cap;
+		return true;
+	}
+
+	size_t cap_, len_ = 0;
+	char *data_;
+};
+
+void put_value(RenderBuffer &out, const char *value)
+{
+	for (;;) {
+		size_t run = strcspn(value, "&<>\"");
+		out.put(value, run);
+		if (!value[run])
+			return;
+		out.put(entity_of(value[run]));
+		value += run + 1;
+	}
 }
 
 // The parser keeps the layout between elements as empty text nodes; at the
@@ -448,35 +492,42 @@ bool is_layout_text(mxml_node_t *node)
 // through Mini-XML, byte for byte. false for anything but elements with
 // attributes and layout (text, comments, declarations in a file planted from
 // outside), which Mini-XML itself renders.
-bool append_element(std::string &out, mxml_node_t *node, int depth)
+bool put_element(RenderBuffer &out, mxml_node_t *node, int depth)
 {
 	const char *name = mxmlGetType(node) == MXML_ELEMENT ? mxmlGetElement(node) : nullptr;
 	if (!name || name[0] == '!' || name[0] == '?')
 		return false;
+	static const char tabs_and_open[] = "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t</";
 	size_t tabs = static_cast<size_t>(depth > 16 ? 16 : depth);
-	out.append(tabs, '\t').append(1, '<').append(name);
+	const char *indent = tabs_and_open + 16 - tabs;
+	size_t name_len = strlen(name);
+	out.put(indent, tabs + 1);
+	out.put(name, name_len);
 	int count = mxmlElementGetAttrCount(node);
 	for (int i = 0; i < count; i++) {
 		const char *attr = nullptr;
 		const char *value = mxmlElementGetAttrByIndex(node, i, &attr);
-		out.append(1, ' ').append(attr);
+		out.put(" ", 1);
+		out.put(attr);
 		if (value) {
-			out.append("=\"");
-			append_value(out, value);
-			out.append(1, '"');
+			out.put("=\"", 2);
+			put_value(out, value);
+			out.put("\"", 1);
 		}
 	}
 	mxml_node_t *child = mxmlGetFirstChild(node);
 	if (!child) {
-		out.append(" />\n");
+		out.put(" />\n", 4);
 		return true;
 	}
-	out.append(">\n");
+	out.put(">\n", 2);
 	for (; child; child = mxmlGetNextSibling(child)) {
-		if (!is_layout_text(child) && !append_element(out, child, depth + 1))
+		if (!is_layout_text(child) && !put_element(out, child, depth + 1))
 			return false;
 	}
-	out.append(tabs, '\t').append("</").append(name).append(">\n");
+	out.put(indent, tabs + 2);
+	out.put(name, name_len);
+	out.put(">\n", 2);
 	return true;
 }
 
@@ -484,13 +535,13 @@ bool append_element(std::string &out, mxml_node_t *node, int depth)
 // lays the whole text out twice and takes most of a write's time.
 bool render_store(mxml_node_t *root, std::string *text)
 {
-	text->clear();
 	if (!mxmlGetFirstChild(root)) {
 		text->assign("<ROMFILE>\n</ROMFILE>\n");
 		return true;
 	}
-	if (append_element(*text, root, 0))
-		return true;
+	RenderBuffer out(cache.text.size() + 4096);
+	if (put_element(out, root, 0))
+		return out.take(text);
 	mxmlSetWrapMargin(0);
 	char *rendered = mxmlSaveAllocString(root, layout_cb);
 	if (rendered)
