@@ -19,9 +19,11 @@ extern char **environ;
 namespace {
 
 // While the init starts the daemon (at boot, or again after it died) its
-// socket is missing or refuses for a moment: the client tries this often.
-constexpr int CONNECT_TRIES = 30;
-constexpr useconds_t CONNECT_PAUSE_US = 100000;
+// socket is missing or refuses for a moment: the client tries again after
+// pauses growing from 1 ms to 100 ms, for 10 s in all.
+constexpr useconds_t CONNECT_FIRST_PAUSE_US = 1000;
+constexpr useconds_t CONNECT_LONGEST_PAUSE_US = 100000;
+constexpr useconds_t CONNECT_WAIT_US = 10000000;
 // A reply to a read or a write comes within milliseconds; a save or a
 // commit waits for the configuration writer and the flash. Each send and
 // each receive is bounded by the socket's own time-outs, so no call of the
@@ -63,7 +65,8 @@ int connect_daemon(time_t wait_s)
 	memset(&addr, 0, sizeof addr);
 	addr.sun_family = AF_UNIX;
 	memcpy(addr.sun_path, GW_STORE_SOCKET, sizeof GW_STORE_SOCKET);
-	for (int tries = 1;; tries++) {
+	useconds_t waited = 0, pause = CONNECT_FIRST_PAUSE_US;
+	for (;;) {
 		if (refuse_planted())
 			return -1;
 		int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -77,11 +80,13 @@ int connect_daemon(time_t wait_s)
 			return fd;
 		int err = errno;
 		close(fd);
-		if (!is_transient(err) || tries == CONNECT_TRIES) {
+		if (!is_transient(err) || waited >= CONNECT_WAIT_US) {
 			say_unreachable(strerror(err));
 			return -1;
 		}
-		usleep(CONNECT_PAUSE_US);
+		usleep(pause);
+		waited += pause;
+		pause = pause * 2 < CONNECT_LONGEST_PAUSE_US ? pause * 2 : CONNECT_LONGEST_PAUSE_US;
 	}
 }
 
