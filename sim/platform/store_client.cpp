@@ -134,7 +134,7 @@ unsigned char *request_frame(char op, const char *const *words, size_t count, un
 				       : static_cast<unsigned char *>(malloc(STORE_FRAME_HEADER + body));
 	if (!frame)
 		return nullptr;
-	store_put_be32(frame, static_cast<uint32_t>(body));
+	be32_put(frame, static_cast<uint32_t>(body));
 	unsigned char *p = frame + STORE_FRAME_HEADER;
 	*p++ = static_cast<unsigned char>(op);
 	for (size_t i = 0; i < count; i++) {
@@ -156,7 +156,7 @@ bool read_reply(int fd, StoreReply *reply, size_t *len)
 		;
 	int rc = got >= static_cast<ssize_t>(STORE_FRAME_HEADER) ? 0 : got < 0 && errno == EAGAIN ? -2 : -1;
 	size_t have = got > 0 ? static_cast<size_t>(got) - STORE_FRAME_HEADER : 0;
-	size_t body = rc == 0 ? store_get_be32(small) : 0;
+	size_t body = rc == 0 ? be32_get(small) : 0;
 	if (rc == 0 && (body < STORE_REPLY_HEADER || body > STORE_REPLY_MAX || have > body))
 		rc = -1;
 	unsigned char *frame = small + STORE_FRAME_HEADER;
@@ -204,7 +204,7 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 		return false;
 	}
 	const unsigned char *body = reply->body;
-	size_t complaints = store_get_be32(body + 4);
+	size_t complaints = be32_get(body + 4);
 	if (complaints > len - STORE_REPLY_HEADER) {
 		store_reply_release(reply);
 		say_unreachable("garbled reply");
@@ -212,7 +212,7 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 	}
 	if (complaints)
 		fwrite(body + STORE_REPLY_HEADER, 1, complaints, stderr);
-	reply->result = static_cast<int32_t>(store_get_be32(body));
+	reply->result = static_cast<int32_t>(be32_get(body));
 	reply->answer = reinterpret_cast<const char *>(body + STORE_REPLY_HEADER + complaints);
 	reply->answer_len = len - STORE_REPLY_HEADER - complaints;
 	return true;

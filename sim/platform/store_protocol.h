@@ -15,7 +15,8 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+
+#include "flash/byteorder.h"
 
 enum StoreOp : char {
 	STORE_GET = 'g',    // node, attribute
@@ -42,17 +43,3 @@ constexpr const char *const STORE_FLASH_SETTINGS[] = {
 	"GWSIM_MTD_KILL_AFTER_ERASES",
 	"GWSIM_MTD_ERASE_DELAY_US",
 };
-
-inline void store_put_be32(unsigned char *p, uint32_t v)
-{
-	p[0] = static_cast<unsigned char>(v >> 24);
-	p[1] = static_cast<unsigned char>(v >> 16);
-	p[2] = static_cast<unsigned char>(v >> 8);
-	p[3] = static_cast<unsigned char>(v);
-}
-
-inline uint32_t store_get_be32(const unsigned char *p)
-{
-	return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
-	       static_cast<uint32_t>(p[2]) << 8 | p[3];
-}
