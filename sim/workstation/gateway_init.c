@@ -418,6 +418,18 @@ static void set_init_signals(void)
 	sigaction(SIGPIPE, &sa, NULL);
 }
 
+/* The configuration daemon's pid while it runs (see keep_config_daemon). */
+static pid_t config_daemon;
+
+static void reap_orphans(void)
+{
+	pid_t pid;
+	while ((pid = waitpid(-1, NULL, WNOHANG)) > 0) {
+		if (pid == config_daemon)
+			config_daemon = 0;
+	}
+}
+
 static long long now_ms(void)
 {
 	struct timespec t;
@@ -426,10 +438,10 @@ static long long now_ms(void)
 }
 
 /* The gateway's configuration daemon: started once the gateway is up and
- * again whenever it dies (no more often than every RESTART_MS), with the
- * init's environment and /dev/null as its standard streams. */
+ * again whenever it dies (no more often than every
+ * CONFIG_DAEMON_RESTART_MS), with the init's environment and /dev/null as
+ * its standard streams. */
 #define CONFIG_DAEMON_RESTART_MS 200
-static pid_t config_daemon;
 static long long config_daemon_started = -CONFIG_DAEMON_RESTART_MS;
 
 static void keep_config_daemon(void)
@@ -450,15 +462,6 @@ static void keep_config_daemon(void)
 	}
 	if (pid > 0)
 		config_daemon = pid;
-}
-
-static void reap_orphans(void)
-{
-	pid_t pid;
-	while ((pid = waitpid(-1, NULL, WNOHANG)) > 0) {
-		if (pid == config_daemon)
-			config_daemon = 0;
-	}
 }
 
 /* gwsim init removes DIR's contents, DIR/.gwsim with them, before it makes
