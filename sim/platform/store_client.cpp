@@ -146,9 +146,12 @@ unsigned char *request_frame(char op, const char *const *words, size_t count, un
 	return frame;
 }
 
-// The reply's body into REPLY's own buffer, or false after saying why. The
-// first receive takes what came in one go, which is usually all of it.
-bool read_reply(int fd, StoreReply *reply, size_t *len)
+// How one exchange with the daemon ended.
+enum Exchange { REPLIED, NO_DAEMON, NOT_SENT, NO_REPLY, NO_REPLY_IN_TIME };
+
+// The reply's body into REPLY's own buffer. The first receive takes what
+// came in one go, which is usually all of it.
+Exchange read_reply(int fd, StoreReply *reply, size_t *len)
 {
 	unsigned char *small = reply->small;
 	ssize_t got;
@@ -169,13 +172,22 @@ bool read_reply(int fd, StoreReply *reply, size_t *len)
 	}
 	if (rc == 0)
 		rc = frame ? recv_all(fd, frame + have, body - have) : -1;
-	if (rc != 0) {
-		say_unreachable(rc == -2 ? "no reply in time" : "no reply");
-		return false;
-	}
+	if (rc != 0)
+		return rc == -2 ? NO_REPLY_IN_TIME : NO_REPLY;
 	reply->body = frame;
 	*len = body;
-	return true;
+	return REPLIED;
+}
+
+// One connection, one request, one reply (its body length in *LEN).
+Exchange exchange(char op, const unsigned char *request, size_t *len, StoreReply *reply)
+{
+	int fd = connect_daemon(op == STORE_SAVE || op == STORE_COMMIT ? FLASH_REPLY_WAIT_S : REPLY_WAIT_S);
+	if (fd < 0)
+		return NO_DAEMON;
+	Exchange how = send_all(fd, request, *len) ? read_reply(fd, reply, len) : NOT_SENT;
+	close(fd);
+	return how;
 }
 
 } // namespace
@@ -184,23 +196,30 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 {
 	reply->frame = nullptr;
 	unsigned char small[STORE_SMALL_FRAME];
-	size_t len = 0;
-	unsigned char *request = request_frame(op, words, count, small, &len);
+	size_t request_len = 0;
+	unsigned char *request = request_frame(op, words, count, small, &request_len);
 	if (!request) {
 		say_unreachable("request too long");
 		return false;
 	}
-	int fd = connect_daemon(op == STORE_SAVE || op == STORE_COMMIT ? FLASH_REPLY_WAIT_S : REPLY_WAIT_S);
-	bool sent = fd >= 0 && send_all(fd, request, len);
+	// A daemon that dies (killed, or in a power cut) drops the requests it
+	// has not answered; the init starts it again at once. A read lost so
+	// is asked again of the new daemon; a change is not, as the old one
+	// may have made it.
+	size_t len = request_len;
+	Exchange how = exchange(op, request, &len, reply);
+	if ((op == STORE_GET || op == STORE_SHOW) && (how == NOT_SENT || how == NO_REPLY)) {
+		store_reply_release(reply);
+		len = request_len;
+		how = exchange(op, request, &len, reply);
+	}
 	if (request != small)
 		free(request);
-	if (fd >= 0 && !sent)
-		say_unreachable("cannot send the request");
-	bool replied = sent && read_reply(fd, reply, &len);
-	if (fd >= 0)
-		close(fd);
-	if (!replied) {
+	if (how != REPLIED) {
 		store_reply_release(reply);
+		if (how != NO_DAEMON)
+			say_unreachable(how == NOT_SENT ? "cannot send the request"
+				      : how == NO_REPLY ? "no reply" : "no reply in time");
 		return false;
 	}
 	const unsigned char *body = reply->body;
