@@ -3,8 +3,9 @@
 #
 #   bench/size.sh            build (as tests/mips/run.sh does) and measure
 #
-# Prints, for the stripped MIPS sys: text, data and bss (mips-linux-gnu-size)
-# against the 96 KiB budget for text+data, the largest symbols
+# Prints, for the MIPS sys as the MIPS build installs it (stripped, linked to
+# the platform's shared libraries as on the gateway): text, data and bss
+# (mips-linux-gnu-size) against the 96 KiB budget for text+data, the largest symbols
 # (nm --size-sort), and the instructions a simple command executes under
 # emulation, beside the same command of the x86-64 build. Both counts come
 # from qemu running one instruction per translation block and logging every
@@ -23,9 +24,11 @@ command -v qemu-x86_64 >/dev/null || die "qemu-x86_64 is missing (install qemu-u
 cp /usr/bin/qemu-x86_64 "$overlay/usr/bin/" || die "cannot stage qemu-x86_64"
 
 out=$mips_build/bench
+rm -rf "$out/rootfs"
 mkdir -p "$out"
-stripped=$out/sys.stripped
-mips-linux-gnu-strip -o "$stripped" "$mips_build/sys" || die "strip failed"
+# The program a gateway carries: what the MIPS build installs.
+DESTDIR=$out/rootfs cmake --install "$mips_build" --strip >/dev/null || die "install failed"
+stripped=$out/rootfs/userfs/bin/sys
 
 read -r text data bss _ < <(mips-linux-gnu-size "$stripped" | tail -n 1)
 used=$((text + data))
@@ -33,33 +36,14 @@ used=$((text + data))
 printf 'sys for the gateway (%s, %s), %s\n' \
 	"$(mips-linux-gnu-g++ -dumpfullversion | sed 's/^/mips-linux-gnu-g++ /')" \
 	"$(sed -n 's/^CMAKE_BUILD_TYPE:[A-Z]*=//p' "$mips_build/CMakeCache.txt")" "$(date -u +%Y-%m-%d)"
-printf '  text %d  data %d  bss %d  (text+data %d of %d bytes: %s)\n' "$text" "$data" "$bss" \
-	"$used" "$budget" "$([[ $used -le $budget ]] && echo within budget || echo OVER BUDGET)"
+printf '  installed userfs/bin/sys: text %d  data %d  bss %d  (text+data %d of %d bytes: %s)\n' "$text" "$data" \
+	"$bss" "$used" "$budget" "$([[ $used -le $budget ]] && echo within budget || echo OVER BUDGET)"
 printf '  stripped file %d bytes; needs %s\n' "$(stat -c %s "$stripped")" \
 	"$(mips-linux-gnu-readelf -d "$stripped" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | tr '\n' ' ')"
-
-# As the gateway links it: the vendor's store and utility libraries are
-# shared objects there, so the program is linked against a stand-in of their
-# entry points and the device's own platform sources.
-gw_dir=$out/gateway-link
-mkdir -p "$gw_dir"
-inc="-I$root/platform/include"
-# shellcheck disable=SC2086
-mips-linux-gnu-gcc -Os -fPIC -shared $inc -o "$gw_dir/libvendor.so" "$root/bench/vendor_stub/vendor_stub.c" &&
-	mips-linux-gnu-gcc -Os -fno-pie -ffunction-sections -fdata-sections $inc -c \
-		"$root/platform/device/mtd_dev.c" -o "$gw_dir/mtd_dev.o" &&
-	mips-linux-gnu-gcc -Os -fno-pie -ffunction-sections -fdata-sections $inc -c \
-		"$root/platform/device/radio_dev.c" -o "$gw_dir/radio_dev.o" &&
-	mips-linux-gnu-gcc -Os -fno-pie -ffunction-sections -fdata-sections $inc -c \
-		"$root/platform/common/shell_cmd.c" -o "$gw_dir/shell_cmd.o" &&
-	mips-linux-gnu-g++ -no-pie -static-libstdc++ -static-libgcc -Wl,--gc-sections -o "$gw_dir/sys" \
-		"$mips_build/CMakeFiles/sys.dir/shell/main.cpp.o" "$mips_build/libsyscore.a" \
-		"$mips_build/lib/libsyslib.a" "$mips_build/romfile/libfastlz.a" "$gw_dir"/*.o -L"$gw_dir" -lvendor &&
-	mips-linux-gnu-strip "$gw_dir/sys" || die "gateway-shaped link failed"
-read -r gtext gdata _ < <(mips-linux-gnu-size "$gw_dir/sys" | tail -n 1)
-gused=$((gtext + gdata))
-printf '  linked as on the gateway (vendor libraries shared): text %d  data %d  (text+data %d of %d bytes: %s)\n' \
-	"$gtext" "$gdata" "$gused" "$budget" "$([[ $gused -le $budget ]] && echo within budget || echo OVER BUDGET)"
+for lib in "$mips_build"/vendor-sdk/lib/*.so; do
+	read -r ltext ldata _ < <(mips-linux-gnu-size "$lib" | tail -n 1)
+	printf '  %s (the simulated platform'"'"'s, not installed): text %d  data %d\n' "$(basename "$lib")" "$ltext" "$ldata"
+done
 
 printf '\nLargest symbols (bytes, type, name):\n'
 mips-linux-gnu-nm --size-sort -S -C "$mips_build/sys" | tail -n "$top" | tac |
@@ -71,8 +55,7 @@ mips-linux-gnu-nm --size-sort -S -C "$mips_build/sys" | tail -n "$top" | tac |
 # linked program, attributed to the static library that defines them.
 printf '\nBy library (bytes of symbols in the linked program):\n'
 {
-	for lib in "$mips_build/libsyscore.a" "$mips_build"/romfile/lib*.a "$mips_build/sim/libgwplatform.a" \
-		"$mips_build/libsys_target_mxml.a"; do
+	for lib in "$mips_build/libsyscore.a" "$mips_build"/romfile/lib*.a "$mips_build/libsys_device_platform.a"; do
 		[[ -f $lib ]] || continue
 		mips-linux-gnu-nm --defined-only "$lib" 2>/dev/null |
 			awk -v lib="$(basename "$lib" .a)" 'NF == 3 { print "L", lib, $3 }'
@@ -88,7 +71,6 @@ printf '\nBy library (bytes of symbols in the linked program):\n'
 	}
 	{ lib = ($2 in owner) ? owner[$2] : "C/C++ runtime and startup"; sum[lib] += hex($3) }
 	END { for (lib in sum) printf "  %6d %s\n", sum[lib], lib }' | sort -rn
-printf '  (libgwplatform and Mini-XML stand in for the vendor libraries the gateway links dynamically)\n'
 
 # Instructions one command executes, each in the same fresh gateway.
 one_insn=-singlestep

@@ -1,12 +1,13 @@
-// /userfs/bin/tcapi: the configuration store's command-line client. A store
-// that cannot be read or written, or a value it refuses, has been said on
-// standard error by the store itself; the client adds its own line only for
-// what is simply absent, and exits non-zero on every failure.
+// /userfs/bin/tcapi: the configuration store's command-line client, a client
+// of the configuration daemon like the store library. What the store refuses
+// or cannot do it says on standard error itself; the client adds its own
+// line only for what is simply absent, and exits non-zero on every failure.
 #include <cstdio>
 #include <cstring>
 
 #include "sim_store.h"
-#include "tcapi.h"
+#include "store_client.h"
+#include "store_protocol.h"
 
 namespace {
 
@@ -16,48 +17,46 @@ int usage()
 	return 2;
 }
 
-void print_attr(const char *name, const char *value, void *)
+// The daemon's result for OP on WORDS, the answer into REPLY (which the
+// caller releases in every case).
+int request(char op, const char *const *words, size_t count, StoreReply *reply)
 {
-	printf("%s=%s\n", name, value);
+	return store_request(op, words, count, reply) ? reply->result : SIM_STORE_FAULT;
 }
 
 int cmd_get(const char *node, const char *attr)
 {
-	char value[MAXLEN_TCAPI_MSG];
-	int rc = tcapi_get(node, attr, value);
+	const char *words[] = {node, attr};
+	StoreReply reply;
+	int rc = request(STORE_GET, words, 2, &reply);
 	if (rc == -1)
 		sim_store_complain("no attribute %s in node %s", attr, node);
-	if (rc != 0)
-		return 1;
-	printf("%s\n", value);
-	return 0;
+	if (rc == 0)
+		printf("%.*s\n", static_cast<int>(strnlen(reply.answer, reply.answer_len)), reply.answer);
+	store_reply_release(&reply);
+	return rc != 0 ? 1 : 0;
 }
 
-int cmd_set(const char *node, const char *attr, const char *value)
-{
-	return tcapi_set(node, attr, value) != 0 ? 1 : 0;
-}
-
-int cmd_unset(const char *node, const char *attr)
-{
-	return sim_store_unset(node, attr) != 0 ? 1 : 0;
-}
-
-int cmd_commit(const char *node)
-{
-	return tcapi_commit(node) != 0 ? 1 : 0;
-}
-
-int cmd_save()
-{
-	return tcapi_save() != 0 ? 1 : 0;
-}
-
+// The answer holds NAME NUL VALUE NUL for every attribute, in stored order.
 int cmd_show(const char *node)
 {
-	int rc = sim_store_show(node, print_attr, nullptr);
+	StoreReply reply;
+	int rc = request(STORE_SHOW, &node, 1, &reply);
 	if (rc == -1)
 		sim_store_complain("no node %s", node);
+	if (rc == 0) {
+		const char *p = reply.answer, *end = reply.answer + reply.answer_len;
+		while (p < end) {
+			const char *name = p;
+			const char *value = name + strnlen(name, static_cast<size_t>(end - name)) + 1;
+			if (value >= end)
+				break;
+			size_t len = strnlen(value, static_cast<size_t>(end - value));
+			printf("%s=%.*s\n", name, static_cast<int>(len), value);
+			p = value + len + 1;
+		}
+	}
+	store_reply_release(&reply);
 	return rc != 0 ? 1 : 0;
 }
 
@@ -69,17 +68,17 @@ int main(int argc, char *argv[])
 		return usage();
 	const char *verb = argv[1];
 	int args = argc - 2;
-	char **arg = argv + 2;
+	const char *const *arg = argv + 2;
 	if (strcmp(verb, "get") == 0 && args == 2)
 		return cmd_get(arg[0], arg[1]);
 	if (strcmp(verb, "set") == 0 && args == 3)
-		return cmd_set(arg[0], arg[1], arg[2]);
+		return store_call(STORE_SET, arg, 3) != 0 ? 1 : 0;
 	if (strcmp(verb, "unset") == 0 && (args == 1 || args == 2))
-		return cmd_unset(arg[0], args == 2 ? arg[1] : nullptr);
+		return store_call(STORE_UNSET, arg, static_cast<size_t>(args)) != 0 ? 1 : 0;
 	if (strcmp(verb, "commit") == 0 && args == 1)
-		return cmd_commit(arg[0]);
+		return store_call_flash(STORE_COMMIT, arg[0]) != 0 ? 1 : 0;
 	if (strcmp(verb, "save") == 0 && args == 0)
-		return cmd_save();
+		return store_call_flash(STORE_SAVE, nullptr) != 0 ? 1 : 0;
 	if (strcmp(verb, "show") == 0 && args == 1)
 		return cmd_show(arg[0]);
 	return usage();

@@ -24,7 +24,13 @@
 #define GW_PROC_MTD "/proc/mtd"
 #define GW_CONSOLE_CTRL "/proc/tc3162/tcci_cmd"
 
+/* The configuration daemon's socket, in a directory of its own that the
+ * daemon makes afresh at every start. */
+#define GW_STORE_SOCKET_DIR "/var/run/cfgd"
+#define GW_STORE_SOCKET "/var/run/cfgd/socket"
+
 /* The gateway's own programs. */
+#define GW_STORE_DAEMON "/userfs/bin/cfgd"
 #define GW_WRITER "/userfs/bin/cfgwriter"
 #define GW_FLASH_TOOL "/userfs/bin/mtd"
 #define GW_BUSYBOX "/bin/busybox"

@@ -17,6 +17,8 @@
 #include <unistd.h>
 
 #include "proc_mtd.h"
+#include "sim_drivers.h"
+#include "sim_drivers.h"
 
 namespace {
 
@@ -102,7 +104,11 @@ int mtd_dev_ioctl(int fd, unsigned long request, void *arg)
 	int rc = ioctl(fd, request, arg);
 	if (rc == 0 || (errno != ENOTTY && errno != EINVAL && errno != ENOSYS))
 		return rc;
-	int saved = errno;
+	return sim_mtd_request(fd, request, arg, errno);
+}
+
+int sim_mtd_request(int fd, unsigned long request, void *arg, int saved)
+{
 	struct stat st = {};
 	proc_mtd_entry e;
 	if (!partition_of(fd, &e, &st))

@@ -1,9 +1,11 @@
 // The 2.4 GHz radio of the simulated gateway. Its driver answers the private
 // calibration query from the file /proc/ra0/calibration, which holds the
 // answer as decimal text; while the file is absent there is no interface ra0
-// and the request fails as the kernel fails it. Every other request goes to
-// the workstation's kernel.
-#include "radio_dev.h"
+// and the request fails as the kernel fails it. Every other request is the
+// workstation kernel's.
+#include "sim_drivers.h"
+
+#include <linux/wireless.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -67,9 +69,11 @@ int calibration_query(struct iwreq *req)
 
 } // namespace
 
-int radio_dev_ioctl(int sock, unsigned long request, struct iwreq *req)
+int sim_radio_request(unsigned long request, void *arg, int *rc)
 {
-	if (req && request == PRIV_QUERY && strncmp(req->ifr_name, RADIO_IF, IFNAMSIZ) == 0)
-		return calibration_query(req);
-	return ioctl(sock, request, req);
+	struct iwreq *req = static_cast<struct iwreq *>(arg);
+	if (!req || request != PRIV_QUERY || strncmp(req->ifr_name, RADIO_IF, IFNAMSIZ) != 0)
+		return 0;
+	*rc = calibration_query(req);
+	return 1;
 }

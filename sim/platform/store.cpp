@@ -1,13 +1,15 @@
-// The configuration store of the simulated gateway.
+// The configuration store of the simulated gateway, as its configuration
+// daemon (cfgd) runs it.
 //
 // The running configuration is ROMFILE text in /tmp/var/romfile.cfg. A node
 // name is a path into the XML tree, split at every '_' ("Wan_PVC0" is element
-// PVC0 inside Wan); attributes are XML attributes. Readers load the file
-// without locking; writers hold the store's lock (store_file.cpp) for the
-// whole read-modify-write. The text's form and the names that address it
-// are store_text's.
-#include "tcapi.h"
-
+// PVC0 inside Wan); attributes are XML attributes. The daemon keeps the tree
+// it parsed while the file stays that version, and writes the file again
+// after every change; a file changed underneath (a reload, a file planted
+// from outside) is a new version, read again before the next operation.
+// Writers hold the store's lock (store_file.cpp) for the whole
+// read-modify-write. The text's form and the names that address it are
+// store_text's.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -22,6 +24,7 @@
 #include "lib/safe_file.h"
 #include "sim_store.h"
 #include "store_text.h"
+#include "tcapi.h"
 
 namespace {
 
@@ -117,13 +120,13 @@ bool same_version(const StoreVersion &a, const StoreVersion &b)
 	       a.mtime_nsec == b.mtime_nsec;
 }
 
-// The tree of the store file as last parsed by this process, kept while the
-// file stays that version: a command may read the store thousands of times,
-// and each read would otherwise parse the whole file again. Reachable from
-// here until exit, so never a leak.
+// The tree of the store file as last parsed or written by this process, kept
+// while the file stays that version. Reachable from here until exit, so never
+// a leak.
 struct StoreCache {
 	mxml_node_t *root = nullptr;
 	StoreVersion version{};
+	std::string text; // as written by this process; empty when parsed
 };
 StoreCache cache;
 
@@ -132,6 +135,7 @@ void drop_cache()
 	if (cache.root)
 		mxmlDelete(cache.root);
 	cache.root = nullptr;
+	cache.text.clear();
 }
 
 // The store file's version; its whole text too unless it is the cached
@@ -195,26 +199,33 @@ mxml_node_t *cached_store()
 	return cache.root;
 }
 
-// The store's tree for the caller to change and delete: the cached one is
-// handed over (a write follows, making it stale), else a fresh parse.
-mxml_node_t *load_store()
-{
-	mxml_node_t *root = cached_store();
-	cache.root = nullptr;
-	return root;
-}
-
-bool write_store(mxml_node_t *root)
+// The store as ROMFILE text.
+bool render_store(mxml_node_t *root, std::string *text)
 {
 	size_t len;
-	char *text = store_text_render(root, &len);
-	if (!text) {
+	char *rendered = store_text_render(root, &len, cache.text.size());
+	if (!rendered)
+		return false;
+	text->assign(rendered, len);
+	free(rendered);
+	return true;
+}
+
+// Writes the tree as the new version of the store file and keeps it, and
+// its text, as that version.
+bool write_store(mxml_node_t *root)
+{
+	std::string text;
+	if (!render_store(root, &text)) {
 		sim_store_complain("out of memory writing %s", GW_STORE_FILE);
 		return false;
 	}
-	bool ok = sim_store_write_file("", text, len);
-	free(text);
-	return ok;
+	struct stat st;
+	if (!sim_store_write_file("", text.data(), text.size()) || stat(GW_STORE_FILE, &st) != 0)
+		return false;
+	cache.version = StoreVersion{false, st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec};
+	cache.text.swap(text);
+	return true;
 }
 
 // The log line of one write operation, as called, with control bytes escaped.
@@ -236,20 +247,23 @@ void log_operation(const char *op, const char *node, const char *attr, const cha
 	free(escaped);
 }
 
-// Holds the store's write lock and its loaded tree for one read-modify-write.
+// Holds the store's write lock and its current tree for one
+// read-modify-write. A change is all or nothing: unless the file was
+// written, or the tree left unchanged, the tree is dropped and the next
+// operation reads the file again.
 class StoreTransaction {
 public:
 	StoreTransaction()
 	{
 		lock_fd_ = sim_store_lock("");
 		if (lock_fd_ >= 0)
-			root_ = load_store();
+			root_ = cached_store();
 	}
 
 	~StoreTransaction()
 	{
-		if (root_)
-			mxmlDelete(root_);
+		if (root_ && !kept_)
+			drop_cache();
 		if (lock_fd_ >= 0)
 			close(lock_fd_);
 	}
@@ -260,11 +274,13 @@ public:
 	mxml_node_t *root() const { return root_; }
 	int lock_fd() const { return lock_fd_; }
 
-	bool commit_changes() { return write_store(root_); }
+	bool commit_changes() { return kept_ = write_store(root_); }
+	void unchanged() { kept_ = true; }
 
 private:
 	int lock_fd_ = -1;
 	mxml_node_t *root_ = nullptr;
+	bool kept_ = false;
 };
 
 bool attr_is(mxml_node_t *root, const char *node, const char *attr, const char *value)
@@ -305,7 +321,7 @@ bool valid_attr_or_complain(const char *attr)
 
 } // namespace
 
-int tcapi_get(const char *node, const char *attr, char *value)
+int sim_store_get(const char *node, const char *attr, char *value)
 {
 	if (!node || !store_text_attr_name_ok(attr) || !value)
 		return -1;
@@ -328,7 +344,7 @@ int tcapi_get(const char *node, const char *attr, char *value)
 
 // Every write operation is logged as called, accepted or not: the log is the
 // record of what the program asked of the store.
-int tcapi_set(const char *node, const char *attr, const char *value)
+int sim_store_set(const char *node, const char *attr, const char *value)
 {
 	if (!node || !attr || !value)
 		return -1;
@@ -363,8 +379,10 @@ int sim_store_unset(const char *node, const char *attr)
 	if (!tx.root() || !resolve_or_complain(tx.root(), node, resolved, sizeof resolved))
 		return -1;
 	mxml_node_t *n = store_text_node(tx.root(), resolved, false);
-	if (!n)
+	if (!n) {
+		tx.unchanged();
 		return 0;
+	}
 	if (attr)
 		mxmlElementDeleteAttr(n, attr);
 	else
@@ -396,33 +414,34 @@ int sim_store_show(const char *node, sim_store_attr_fn fn, void *ctx)
 
 // Behind a commit only the upgrade service runs in the simulation; for every
 // other node the log line is the effect.
-int tcapi_commit(const char *node)
+int sim_store_commit(const char *node)
 {
 	if (!node)
 		return -1;
 	log_operation("commit", node, nullptr, nullptr);
-	mxml_node_t *root = load_store();
+	mxml_node_t *root = cached_store();
 	if (!root)
 		return -1;
 	char resolved[STORE_NODE_NAME_MAX];
 	int rc = resolve_or_complain(root, node, resolved, sizeof resolved) ? 0 : -1;
 	if (rc == 0 && strcmp(resolved, SYSTEM_NODE) == 0)
 		serve_upgrade_request(root);
-	mxmlDelete(root);
 	return rc;
 }
 
-int tcapi_save(void)
+int sim_store_save(void)
 {
 	log_operation("save", nullptr, nullptr, nullptr);
 	StoreTransaction tx;
 	if (!tx.root())
 		return -1;
-	size_t len;
-	char *text = store_text_render(tx.root(), &len);
-	if (!text)
-		return -1;
-	int rc = sim_store_save_to_flash(text, len, tx.lock_fd());
-	free(text);
-	return rc;
+	tx.unchanged();
+	std::string rendered;
+	const std::string *text = &cache.text;
+	if (text->empty()) {
+		if (!render_store(tx.root(), &rendered))
+			return -1;
+		text = &rendered;
+	}
+	return sim_store_save_to_flash(text->data(), text->size(), tx.lock_fd());
 }

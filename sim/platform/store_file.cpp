@@ -25,7 +25,14 @@ bool under_root(char *out, size_t size, const char *root, const char *path)
 	return static_cast<size_t>(snprintf(out, size, "%s%s", root, path)) < size;
 }
 
+std::string *complaint_sink;
+
 } // namespace
+
+void sim_store_complaints_to(std::string *sink)
+{
+	complaint_sink = sink;
+}
 
 void sim_store_complain(const char *fmt, ...)
 {
@@ -37,7 +44,10 @@ void sim_store_complain(const char *fmt, ...)
 	if (len < 0)
 		return;
 	char *shown = sim_escape_controls(text);
-	fprintf(stderr, "tcapi: %s\n", shown ? shown : text);
+	if (complaint_sink)
+		complaint_sink->append("tcapi: ").append(shown ? shown : text).append("\n");
+	else
+		fprintf(stderr, "tcapi: %s\n", shown ? shown : text);
 	free(shown);
 	free(text);
 }

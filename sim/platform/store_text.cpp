@@ -5,6 +5,7 @@
 #include "store_text.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <unordered_set>
@@ -166,6 +167,136 @@ const char *layout_cb(mxml_node_t *node, int where)
 	}
 }
 
+// The markup the store's text gives an attribute value's byte.
+const char *entity_of(char c)
+{
+	switch (c) {
+	case '&':
+		return "&amp;";
+	case '<':
+		return "&lt;";
+	case '>':
+		return "&gt;";
+	case '"':
+		return "&quot;";
+	default:
+		return nullptr;
+	}
+}
+
+// The text being rendered: appending is most of rendering's work, so it is
+// a plain copy into a buffer that grows by doubling.
+class RenderBuffer {
+public:
+	explicit RenderBuffer(size_t hint) : cap_(hint), data_(static_cast<char *>(malloc(hint + 1))) {}
+	~RenderBuffer() { free(data_); }
+	RenderBuffer(const RenderBuffer &) = delete;
+	RenderBuffer &operator=(const RenderBuffer &) = delete;
+
+	void put(const char *text, size_t n)
+	{
+		if (len_ + n > cap_ && !grow(len_ + n))
+			return;
+		memcpy(data_ + len_, text, n);
+		len_ += n;
+	}
+	void put(const char *text) { put(text, strlen(text)); }
+	// The NUL-terminated text, the caller's to free; nullptr when memory ran
+	// out on the way.
+	char *release(size_t *len)
+	{
+		char *text = data_;
+		if (text) {
+			text[len_] = '\0';
+			*len = len_;
+		}
+		data_ = nullptr;
+		return text;
+	}
+
+private:
+	bool grow(size_t need)
+	{
+		size_t cap = cap_ * 2 > need ? cap_ * 2 : need;
+		char *bigger = data_ ? static_cast<char *>(realloc(data_, cap + 1)) : nullptr;
+		if (!bigger) {
+			free(data_);
+			data_ = nullptr;
+			cap_ = len_ = 0;
+			return false;
+		}
+		data_ = bigger;
+		cap_ = cap;
+		return true;
+	}
+
+	size_t cap_, len_ = 0;
+	char *data_;
+};
+
+void put_value(RenderBuffer &out, const char *value)
+{
+	for (;;) {
+		size_t run = strcspn(value, "&<>\"");
+		out.put(value, run);
+		if (!value[run])
+			return;
+		out.put(entity_of(value[run]));
+		value += run + 1;
+	}
+}
+
+// The parser keeps the layout between elements as empty text nodes; at the
+// start of a line, where every element ends, they write nothing.
+bool is_layout_text(mxml_node_t *node)
+{
+	const char *text = mxmlGetType(node) == MXML_TEXT ? mxmlGetText(node, nullptr) : nullptr;
+	return text && !*text;
+}
+
+// One element and everything inside it, laid out as layout_cb lays it out
+// through Mini-XML, byte for byte. false for anything but elements with
+// attributes and layout (text, comments, declarations in a file planted from
+// outside), which Mini-XML itself renders.
+bool put_element(RenderBuffer &out, mxml_node_t *node, int depth)
+{
+	const char *name = mxmlGetType(node) == MXML_ELEMENT ? mxmlGetElement(node) : nullptr;
+	if (!name || name[0] == '!' || name[0] == '?')
+		return false;
+	static const char tabs_and_open[] = "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t</";
+	size_t tabs = static_cast<size_t>(depth > 16 ? 16 : depth);
+	const char *indent = tabs_and_open + 16 - tabs;
+	size_t name_len = strlen(name);
+	out.put(indent, tabs + 1);
+	out.put(name, name_len);
+	int count = mxmlElementGetAttrCount(node);
+	for (int i = 0; i < count; i++) {
+		const char *attr = nullptr;
+		const char *value = mxmlElementGetAttrByIndex(node, i, &attr);
+		out.put(" ", 1);
+		out.put(attr);
+		if (value) {
+			out.put("=\"", 2);
+			put_value(out, value);
+			out.put("\"", 1);
+		}
+	}
+	mxml_node_t *child = mxmlGetFirstChild(node);
+	if (!child) {
+		out.put(" />\n", 4);
+		return true;
+	}
+	out.put(">\n", 2);
+	for (; child; child = mxmlGetNextSibling(child)) {
+		if (!is_layout_text(child) && !put_element(out, child, depth + 1))
+			return false;
+	}
+	out.put(indent, tabs + 2);
+	out.put(name, name_len);
+	out.put(">\n", 2);
+	return true;
+}
+
 // What store_text_node can reach: a valid name without '_', the first of
 // its siblings to bear it (SEEN holds the names of the siblings before it).
 bool addressable(mxml_node_t *element, std::unordered_set<std::string> *seen)
@@ -225,14 +356,19 @@ mxml_node_t *store_text_parse(const char *text, size_t len, char *why, size_t wh
 	return root;
 }
 
-char *store_text_render(mxml_node_t *root, size_t *len)
+char *store_text_render(mxml_node_t *root, size_t *len, size_t size_hint)
 {
+	if (!mxmlGetFirstChild(root)) {
+		char *text = strdup("<ROMFILE>\n</ROMFILE>\n");
+		if (text)
+			*len = strlen(text);
+		return text;
+	}
+	RenderBuffer out(size_hint + 4096);
+	if (put_element(out, root, 0))
+		return out.release(len);
 	mxmlSetWrapMargin(0);
-	char *text;
-	if (mxmlGetFirstChild(root))
-		text = mxmlSaveAllocString(root, layout_cb);
-	else
-		text = strdup("<ROMFILE>\n</ROMFILE>\n");
+	char *text = mxmlSaveAllocString(root, layout_cb);
 	if (text)
 		*len = strlen(text);
 	return text;

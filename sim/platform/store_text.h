@@ -23,8 +23,9 @@ mxml_node_t *store_text_parse(const char *text, size_t len, char *why, size_t wh
 
 // The tree as the store writes it, in a malloc'd NUL-terminated buffer of
 // *LEN bytes (one element per line, children indented by tabs); nullptr when
-// out of memory.
-char *store_text_render(mxml_node_t *root, size_t *len);
+// out of memory. SIZE_HINT: about how long the text will be (the last one
+// written), so the buffer seldom grows.
+char *store_text_render(mxml_node_t *root, size_t *len, size_t size_hint = 0);
 
 // The element NODE names; with CREATE, missing elements are added. nullptr
 // when absent or when NODE is no valid path.

@@ -430,9 +430,15 @@ static void set_init_signals(void)
 	sigaction(SIGPIPE, &sa, NULL);
 }
 
+/* The configuration daemon's pid while it runs (see keep_config_daemon). */
+static pid_t config_daemon;
+
 static void reap_orphans(void)
 {
-	while (waitpid(-1, NULL, WNOHANG) > 0) {
+	pid_t pid;
+	while ((pid = waitpid(-1, NULL, WNOHANG)) > 0) {
+		if (pid == config_daemon)
+			config_daemon = 0;
 	}
 }
 
@@ -441,6 +447,33 @@ static long long now_ms(void)
 	struct timespec t;
 	clock_gettime(CLOCK_MONOTONIC, &t);
 	return (long long)t.tv_sec * 1000 + t.tv_nsec / 1000000;
+}
+
+/* The gateway's configuration daemon: started once the gateway is up and
+ * again whenever it dies (no more often than every
+ * CONFIG_DAEMON_RESTART_MS), with the init's environment and /dev/null as
+ * its standard streams. */
+#define CONFIG_DAEMON_RESTART_MS 200
+static long long config_daemon_started = -CONFIG_DAEMON_RESTART_MS;
+
+static void keep_config_daemon(void)
+{
+	if (config_daemon > 0 || now_ms() - config_daemon_started < CONFIG_DAEMON_RESTART_MS)
+		return;
+	config_daemon_started = now_ms();
+	pid_t pid = fork();
+	if (pid == 0) {
+		static const int reset[] = {SIGINT, SIGQUIT, SIGPIPE};
+		for (size_t i = 0; i < sizeof reset / sizeof reset[0]; i++)
+			signal(reset[i], SIG_DFL);
+		dup2(STDERR_FILENO, STDIN_FILENO);
+		dup2(STDERR_FILENO, STDOUT_FILENO);
+		char *argv[] = {(char *)"cfgd", NULL};
+		execv(GW_STORE_DAEMON, argv);
+		_exit(127);
+	}
+	if (pid > 0)
+		config_daemon = pid;
 }
 
 /* gwsim init removes DIR's contents, DIR/.gwsim with them, before it makes
@@ -525,6 +558,7 @@ static void serve_runs(int listener, int marker, int run_lock, int pids_limited)
 	long long last_run = now_ms();
 	while (!leave_requested && !gateway_gone(marker)) {
 		reap_orphans();
+		keep_config_daemon();
 		if (poll(runs.fds, runs.n, TICK_MS) > 0) {
 			settle_runs(&runs);
 			if (runs.fds[0].revents && take_runs(&runs))

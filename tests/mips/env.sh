@@ -27,18 +27,21 @@ build() {
 }
 
 # What every gateway of these runs gets on top of sim/gwsim's: qemu-mips, the
-# target's dynamic loader and the libraries the MIPS programs need, and the
-# MIPS sys. /userfs/bin/sys itself is tests/mips/qemu-sys.c (GWSIM_SYS).
+# target's dynamic loader and the libraries the MIPS programs need (the
+# platform's from the MIPS build's vendor SDK), and the MIPS sys.
+# /userfs/bin/sys itself is tests/mips/qemu-sys.c (GWSIM_SYS).
 stage_overlay() {
 	overlay=$mips_build/gateway-overlay
-	local target=/usr/mips-linux-gnu lib
+	local target=/usr/mips-linux-gnu lib from
 	rm -rf "$overlay"
 	mkdir -p "$overlay/usr/bin" "$overlay$target/lib" "$overlay$target/bin" || die "cannot stage $overlay"
 	cp /usr/bin/qemu-mips "$overlay/usr/bin/" &&
 		cp "$mips_build/sys" "$overlay$target/bin/sys" || die "cannot stage the MIPS runtime"
 	for lib in ld.so.1 $(mips-linux-gnu-readelf -d "$mips_build/sys" "$mips_build/tests/sys_unit_tests" 2>/dev/null |
 		sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sort -u); do
-		cp -L "$target/lib/$lib" "$overlay$target/lib/" || die "cannot stage $lib"
+		from=$target/lib/$lib
+		[[ -f $mips_build/vendor-sdk/lib/$lib ]] && from=$mips_build/vendor-sdk/lib/$lib
+		cp -L "$from" "$overlay$target/lib/" || die "cannot stage $lib"
 	done
 	cc -O2 -o "$mips_build/qemu-sys" "$root/tests/mips/qemu-sys.c" || die "cannot build qemu-sys"
 }
