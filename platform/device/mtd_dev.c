@@ -2,6 +2,7 @@
  * and writing keep to what a partition is, whatever stands behind the
  * descriptor: the kernel's driver ignores O_TRUNC and ends a write at the
  * partition's end, and so do these, from the driver's own MEMGETINFO. */
+#define _POSIX_C_SOURCE 200809L
 #include <errno.h>
 #include <fcntl.h>
 #include <stdint.h>
