@@ -25,13 +25,14 @@ mkdir -p "$work"
 flags="-std=c++17 -O2 -g -DNDEBUG -fno-exceptions -fno-rtti -I$repo/platform/include -I$fastlz"
 $cc -O2 -g -w -DFASTLZ_STRICT_ALIGN=1 -c "$fastlz/fastlz.c" -o "$work/fastlz.o"
 $cc -O2 -g -I"$repo/platform/include" -c "$repo/platform/device/mtd_dev.c" -o "$work/mtd_dev.o"
+$cc -O2 -g -I"$repo/platform/include" -c "$repo/platform/common/mtd_dev_rw.c" -o "$work/mtd_dev_rw.o"
 
 # The library sources of a tree (the container's sources were split since the base).
 sources() {
 	local tree=$1
 	echo "$tree"/romfile/container*.cpp "$tree/romfile/image.cpp" "$tree/romfile/romfile.cpp" \
 		"$tree/flash/crc32.cpp" "$tree/flash/flash_io.cpp" "$tree/flash/mtd.cpp" \
-		"$tree/lib/safe_file.cpp" "$work/fastlz.o" "$work/mtd_dev.o"
+		"$tree/lib/safe_file.cpp" "$work/fastlz.o" "$work/mtd_dev.o" "$work/mtd_dev_rw.o"
 }
 
 # shellcheck disable=SC2046,SC2086

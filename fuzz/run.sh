@@ -35,14 +35,16 @@ for src in $lib_sources; do
 	objs+=("$obj")
 done
 # shellcheck disable=SC2086
-$cc -std=c11 -g -O1 $san -fsanitize=fuzzer-no-link -I"$repo/platform/include" \
-	-c "$repo/platform/device/mtd_dev.c" -o "$work/obj/mtd_dev.o"
+for src in device/mtd_dev common/mtd_dev_rw; do
+	$cc -std=c11 -g -O1 $san -fsanitize=fuzzer-no-link -I"$repo/platform/include" \
+		-c "$repo/platform/$src.c" -o "$work/obj/${src#*/}.o"
+done
 # Not our code: no warnings, byte-wise access as on the gateway, checked by
 # the sanitizers but without coverage, whose tracing of its inner loops would
 # cost most of a run.
 # shellcheck disable=SC2086
 $cc -g -O2 -w -DFASTLZ_STRICT_ALIGN=1 $san -c "$fastlz/fastlz.c" -o "$work/obj/fastlz.o"
-objs+=("$work/obj/mtd_dev.o" "$work/obj/fastlz.o")
+objs+=("$work/obj/mtd_dev.o" "$work/obj/mtd_dev_rw.o" "$work/obj/fastlz.o")
 
 for t in $targets; do
 	# romtool's targets judge text with the store's reader (Mini-XML).

@@ -2,9 +2,9 @@
 // The real call is made first where a real MTD device could answer, so a
 // real device works unchanged; on a partition file the driver's answer is
 // given from /proc/mtd, as the kernel's MTD driver gives it: the partition
-// is as large as listed however large the file is, writes stop at its end,
-// O_TRUNC is ignored, and a NOR partition has no bad blocks, no erase
-// regions and no ECC corrections.
+// is as large as listed however large the file is (so opening and writing,
+// platform/common/mtd_dev_rw.c, keep to it), and a NOR partition has no bad
+// blocks, no erase regions and no ECC corrections.
 #include "mtd_dev.h"
 
 #include <cerrno>
@@ -17,7 +17,6 @@
 #include <unistd.h>
 
 #include "proc_mtd.h"
-#include "sim_drivers.h"
 #include "sim_drivers.h"
 
 namespace {
@@ -122,28 +121,4 @@ int sim_mtd_request(int fd, unsigned long request, void *arg, int saved)
 			return r.answer(e, arg);
 	}
 	return fail(ENOTTY);
-}
-
-int mtd_dev_open(const char *path, int flags)
-{
-	struct stat st;
-	proc_mtd_entry e;
-	if ((flags & O_TRUNC) && stat(path, &st) == 0 && S_ISREG(st.st_mode) && proc_mtd_by_file(st, &e))
-		flags &= ~O_TRUNC;
-	return open(path, flags);
-}
-
-ssize_t mtd_dev_write(int fd, const void *buf, size_t len)
-{
-	struct stat st;
-	proc_mtd_entry e;
-	if (!partition_of(fd, &e, &st))
-		return write(fd, buf, len);
-	off_t pos = lseek(fd, 0, SEEK_CUR);
-	if (pos < 0)
-		return -1;
-	if (static_cast<uint64_t>(pos) >= e.size)
-		return fail(ENOSPC);
-	size_t room = static_cast<size_t>(e.size - static_cast<uint64_t>(pos));
-	return write(fd, buf, len < room ? len : room);
 }
