@@ -301,12 +301,15 @@ void take_clients(int listener, std::vector<Client> &clients)
 		}
 		if (poll(fds.data(), fds.size(), static_cast<int>(wait)) < 0 && errno != EINTR)
 			fail("poll");
+		// A client's silence is judged as poll saw it: a long save served
+		// below does not age the clients that wait behind it.
+		long long polled = now_ms();
 		// Oldest first: requests are applied in the order they came, even
 		// the last one of a client that died after sending it.
 		size_t kept = 0;
 		for (size_t i = 0; i < clients.size(); i++) {
 			bool ready = fds[i + 1].revents != 0;
-			if ((ready && read_client(clients[i])) || now_ms() - clients[i].since >= HOLD_MS)
+			if ((ready && read_client(clients[i])) || polled - clients[i].since >= HOLD_MS)
 				close(clients[i].fd);
 			else if (kept++ != i)
 				clients[kept - 1] = std::move(clients[i]);
