@@ -31,15 +31,10 @@ size_t image_text(char **image)
 // The copy the reader chooses, from both raw images.
 int chosen_copy(const unsigned char *const raw[2])
 {
-	char *copies[2] = {romfile_buf_alloc(), romfile_buf_alloc()};
 	romfile_sums sums[2] = {};
-	bool ok = copies[0] && copies[1];
-	for (int i = 0; ok && i < 2; i++) {
-		memcpy(copies[i], raw[i], ROMFILE_SIZE);
-		ok = romfile_image_sums(copies[i], "config_boot_load", &sums[i]) == 1;
-	}
-	free(copies[0]);
-	free(copies[1]);
+	bool ok = true;
+	for (int i = 0; ok && i < 2; i++)
+		ok = romfile_image_sums(reinterpret_cast<const char *>(raw[i]), "config_boot_load", &sums[i]) == 1;
 	return ok ? romfile_choose_read_index(sums[0], sums[1]) : ROMFILE_NONE;
 }
 
