@@ -81,15 +81,15 @@ run_target() {
 # As many targets at once as the machine has processors, each on one.
 rm -f "$work/logs"/*.result
 failed=0
-batch=()
+running=0
 for t in $targets; do
-	batch+=("$t")
-	[ ${#batch[@]} -lt "$(nproc)" ] && continue
-	for b in "${batch[@]}"; do run_target "$b" & done
-	wait
-	batch=()
+	if [ "$running" -ge "$(nproc)" ]; then
+		wait -n
+		running=$((running - 1))
+	fi
+	run_target "$t" &
+	running=$((running + 1))
 done
-for b in "${batch[@]}"; do run_target "$b" & done
 wait
 for t in $targets; do
 	cat "$work/logs/$t.result"
