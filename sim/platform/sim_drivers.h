@@ -9,7 +9,8 @@
 extern "C" {
 #endif
 
-/* MEMGETINFO and MEMERASE on a partition file (/dev/mtdN is a regular file
+/* MEMGETINFO, MEMERASE, MEMGETBADBLOCK, MEMGETREGIONCOUNT and ECCGETSTATS
+ * on a partition file (/dev/mtdN is a regular file
  * listed in /proc/mtd), after the kernel refused the request with ERR: 0, or
  * -1 with errno set (ERR again for anything that is no partition file). */
 int sim_mtd_request(int fd, unsigned long request, void *arg, int err);
