@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "fuzz/fake_store.h"
+#include "lib/safe_file.h"
 #include "wlan/wlan_apply.h"
 #include "wlan/wlan_journal.h"
 
@@ -23,7 +24,7 @@ int make_journal()
 {
 	for (const char *dir : { "/dev/shm", "/tmp" }) {
 		snprintf(journal_path, sizeof journal_path, "%s/fuzz_wlan_journal.XXXXXX", dir);
-		int fd = mkstemp(journal_path);
+		int fd = safe_create_unique(journal_path);
 		if (fd >= 0)
 			return fd;
 	}
