@@ -69,6 +69,15 @@ bool is_foreign_regular_file(const char *path)
 	return lstat(path, &st) == 0 && S_ISREG(st.st_mode);
 }
 
+// What stands at PATH is removed first, so the new file is the caller's
+// own, made here, and no link planted there is followed.
+int create_fresh(const char *path, int flags, mode_t mode)
+{
+	if (unlink(path) != 0 && errno != ENOENT)
+		return -1;
+	return open(path, flags | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+}
+
 } // namespace
 
 int safe_open_own(const char *path, int flags, mode_t mode)
@@ -84,9 +93,7 @@ int safe_open_own(const char *path, int flags, mode_t mode)
 		errno = EPERM;
 		return -1;
 	}
-	if (unlink(path) != 0)
-		return -1;
-	return open(path, flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+	return create_fresh(path, flags, mode);
 }
 
 const char *safe_open_error(int err)
@@ -105,9 +112,7 @@ const char *safe_open_error(int err)
 
 int safe_create(const char *path, mode_t mode)
 {
-	if (unlink(path) != 0 && errno != ENOENT)
-		return -1;
-	return open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+	return create_fresh(path, O_WRONLY, mode);
 }
 
 int safe_create_unique(char *path_template, mode_t mode)
