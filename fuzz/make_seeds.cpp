@@ -57,11 +57,11 @@ std::string partition_of(const std::string &image, const std::string &text, uint
 	return p + std::string(reinterpret_cast<const char *>(trailer), 8);
 }
 
-// A partition image as fuzz_romfile_image takes it: the trailer first, then
-// the image's bytes up to the erased flash before the trailer.
+// A partition image as fuzz_romfile_image takes it: the trailer first, the
+// erased flash's byte, then the image's bytes up to the erased flash.
 std::string packed_partition(const std::string &partition, size_t used)
 {
-	return partition.substr(ROMFILE_CHECKSUM_OFFSET) + partition.substr(0, used);
+	return partition.substr(ROMFILE_CHECKSUM_OFFSET) + '\xff' + partition.substr(0, used);
 }
 
 } // namespace
@@ -92,7 +92,7 @@ int main(int argc, char **argv)
 	for (size_t n : { 1u, 31u, 32u, 65537u })
 		write_seed(dir, "short_tail_" + std::to_string(n), container_of(config_text(n).substr(0, n)));
 	write_seed(dir, "erased", std::string(ROMFILE_SIZE, '\xff'));
-	write_seed(dir, "packed_erased", std::string(8, '\xff'));
+	write_seed(dir, "packed_erased", std::string(9, '\xff'));
 	write_seed(dir, "erased_head", std::string(64, '\xff'));
 	write_seed(dir, "romd_header", "<compressed len=1234567>");
 	return 0;

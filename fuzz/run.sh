@@ -26,7 +26,7 @@ targets_table="
 fuzz_container      131072 container_200 container_5000 container_40000 container_65636 short_tail_* erased_head romd_header
 fuzz_parse_rom      140000 text_* plain_5000 romd_header
 fuzz_romd_header    32     romd_header container_200
-fuzz_romfile_image  131072 packed_*
+fuzz_romfile_image  131073 packed_*
 fuzz_roundtrip      140000 text_200 text_5000 text_40000 text_65636 short_tail_* romd_header
 fuzz_wlan_journal   6252   $all_raw
 fuzz_romtool_check  140000 text_200 text_5000 container_200 container_5000 short_tail_* image_200 plain_200 erased romd_header
@@ -108,7 +108,7 @@ run_target() {
 		runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
 		secs=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log")
 		printf '%-20s ok     %ss  %s runs  (%s/s; %s CPU s, %s per CPU second)\n' "$t" "$seconds" "$runs" "$secs" \
-			"$cpu" "$(awk -v r="$runs" -v c="$cpu" 'BEGIN { printf "%.0f", c > 0 ? r / c : 0 }')" \
+			"$cpu" "$(awk -v r="$runs" -v c="$cpu" 'BEGIN { printf "%.0f", (c > 0 ? r / c : 0) }')" \
 			>"$work/logs/$t.result"
 	else
 		printf '%-20s FAILED, see %s\n' "$t" "$log" >"$work/logs/$t.result"
