@@ -57,6 +57,13 @@ std::string partition_of(const std::string &image, const std::string &text, uint
 	return p + std::string(reinterpret_cast<const char *>(trailer), 8);
 }
 
+// A partition image as fuzz_romfile_image takes it: the trailer first, the
+// erased flash's byte, then the image's bytes up to the erased flash.
+std::string packed_partition(const std::string &partition, size_t used)
+{
+	return partition.substr(ROMFILE_CHECKSUM_OFFSET) + '\xff' + partition.substr(0, used);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -70,15 +77,23 @@ int main(int argc, char **argv)
 		std::string text = config_text(n);
 		std::string c = container_of(text);
 		write_seed(dir, "container_" + std::to_string(n), c);
-		if (c.size() <= ROMFILE_CHECKSUM_OFFSET)
-			write_seed(dir, "image_" + std::to_string(n), partition_of(c, text, static_cast<uint32_t>(n)));
-		if (text.size() <= ROMFILE_CHECKSUM_OFFSET)
-			write_seed(dir, "plain_" + std::to_string(n), partition_of(text, text, 3));
+		if (c.size() <= ROMFILE_CHECKSUM_OFFSET) {
+			std::string image = partition_of(c, text, static_cast<uint32_t>(n));
+			write_seed(dir, "image_" + std::to_string(n), image);
+			write_seed(dir, "packed_image_" + std::to_string(n), packed_partition(image, c.size()));
+		}
+		if (text.size() <= ROMFILE_CHECKSUM_OFFSET) {
+			std::string plain = partition_of(text, text, 3);
+			write_seed(dir, "plain_" + std::to_string(n), plain);
+			write_seed(dir, "packed_plain_" + std::to_string(n), packed_partition(plain, text.size()));
+		}
 		write_seed(dir, "text_" + std::to_string(n), text);
 	}
 	for (size_t n : { 1u, 31u, 32u, 65537u })
 		write_seed(dir, "short_tail_" + std::to_string(n), container_of(config_text(n).substr(0, n)));
 	write_seed(dir, "erased", std::string(ROMFILE_SIZE, '\xff'));
+	write_seed(dir, "packed_erased", std::string(9, '\xff'));
+	write_seed(dir, "erased_head", std::string(64, '\xff'));
 	write_seed(dir, "romd_header", "<compressed len=1234567>");
 	return 0;
 }

@@ -14,10 +14,30 @@ work=${FUZZ_WORK:-$repo/build-fuzz}
 fastlz=${FASTLZ_SOURCE_DIR:-/usr/share/verilator/include/gtkwave}
 cxx=${CLANGXX:-clang++-14}
 cc=${CLANG:-clang-14}
-targets="fuzz_container fuzz_parse_rom fuzz_romd_header fuzz_romfile_image fuzz_roundtrip fuzz_wlan_journal
-	fuzz_romtool_check fuzz_romtool_diff fuzz_romtool_set"
+# Each target with the longest input it reads and the seeds it takes
+# (make_seeds' names). A run costs about what its input's length costs, so a
+# target gets no input longer than it reads, and of the seeds only those that
+# reach code or values the others do not (as libFuzzer's -merge keeps them),
+# the shortest of each kind: the fuzzer grows longer ones from them where
+# that leads further. romtool's targets take longer than a partition to reach
+# the long-text path; the journal is read up to its record size.
+all_raw="container_* text_* short_tail_* image_* plain_* erased romd_header"
+targets_table="
+fuzz_container      131072 container_200 container_5000 container_40000 container_65636 short_tail_* erased_head romd_header
+fuzz_parse_rom      140000 text_* plain_5000 romd_header
+fuzz_romd_header    32     romd_header container_200
+fuzz_romfile_image  131073 packed_*
+fuzz_roundtrip      140000 text_200 text_5000 text_40000 text_65636 short_tail_* romd_header
+fuzz_wlan_journal   6252   $all_raw
+fuzz_romtool_check  140000 text_200 text_5000 container_200 container_5000 short_tail_* image_200 plain_200 erased romd_header
+fuzz_romtool_diff   140000 $all_raw
+fuzz_romtool_set    140000 text_200 text_5000 container_200 container_5000 short_tail_* image_200 plain_200 erased romd_header
+"
+targets=$(awk 'NF { print $1 }' <<<"$targets_table")
+target_max_len() { awk -v t="$1" '$1 == t { print $2 }' <<<"$targets_table"; }
+target_seeds() { awk -v t="$1" '$1 == t { $1 = $2 = ""; print }' <<<"$targets_table"; }
 
-mkdir -p "$work/obj" "$work/seeds" "$work/logs"
+mkdir -p "$work/obj" "$work/logs"
 san="-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer"
 cxxflags="-std=c++17 -g -O1 -fno-exceptions -fno-rtti -I$repo -I$repo/platform/include -I$repo/sim/platform -I$fastlz"
 lib_sources="romfile/container.cpp romfile/container_file.cpp romfile/image.cpp romfile/romd.cpp romfile/romfile.cpp
@@ -57,21 +77,39 @@ $cc -g -O1 -w -DFASTLZ_STRICT_ALIGN=1 -c "$fastlz/fastlz.c" -o "$work/obj/fastlz
 # shellcheck disable=SC2086
 $cxx $cxxflags "$repo/fuzz/make_seeds.cpp" "$repo/romfile/container.cpp" "$repo/romfile/container_file.cpp" "$repo/romfile/image.cpp" \
 	"$repo/flash/crc32.cpp" "$repo/lib/safe_file.cpp" "$work/obj/fastlz_plain.o" -o "$work/make_seeds"
-rm -rf "$work/seeds"/*
-"$work/make_seeds" "$work/seeds"
+rm -rf "$work/seeds"
+mkdir -p "$work/seeds/all"
+"$work/make_seeds" "$work/seeds/all"
+for t in $targets; do
+	mkdir -p "$work/seeds/$t"
+	for pattern in $(target_seeds "$t"); do
+		ln "$work/seeds/all"/$pattern "$work/seeds/$t/"
+	done
+done
 
-# One target on its corpus; its verdict line goes to logs/TARGET.result.
+# CPU seconds the finished children of the shell PID took, user and system.
+children_cpu() {
+	awk -v hz="$(getconf CLK_TCK)" '{ sub(/.*\) /, ""); printf "%.2f", ($14 + $15) / hz }' "/proc/$1/stat"
+}
+
+# One target on its corpus; its verdict line goes to logs/TARGET.result, with
+# its executions per second of the time it ran and of the CPU time it got
+# (on a busy machine the second is the rate of one idle processor).
 run_target() {
-	local t=$1 corpus=$work/corpus/$1 log=$work/logs/$1.log
+	local t=$1 corpus=$work/corpus/$1 log=$work/logs/$1.log shell=$BASHPID max_len cpu runs secs
+	max_len=$(target_max_len "$t")
 	mkdir -p "$corpus"
 	# The library prints its own messages for every damaged chunk; they go
 	# to /dev/null, libFuzzer's report to the log.
-	if "$work/$t" -max_total_time="$seconds" -max_len=140000 -rss_limit_mb=2048 -timeout=10 \
-		-print_final_stats=1 -artifact_prefix="$work/logs/$t-" \
-		"$corpus" "$work/seeds" >/dev/null 2>"$log"; then
+	if "$work/$t" -max_total_time="$seconds" -max_len="$max_len" \
+		-rss_limit_mb=2048 -timeout=10 -print_final_stats=1 -artifact_prefix="$work/logs/$t-" \
+		"$corpus" "$work/seeds/$t" >/dev/null 2>"$log"; then
+		cpu=$(children_cpu "$shell")
 		runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
 		secs=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log")
-		printf '%-20s ok     %ss  %s runs  (%s/s)\n' "$t" "$seconds" "$runs" "$secs" >"$work/logs/$t.result"
+		printf '%-20s ok     %ss  %s runs  (%s/s; %s CPU s, %s per CPU second)\n' "$t" "$seconds" "$runs" "$secs" \
+			"$cpu" "$(awk -v r="$runs" -v c="$cpu" 'BEGIN { printf "%.0f", (c > 0 ? r / c : 0) }')" \
+			>"$work/logs/$t.result"
 	else
 		printf '%-20s FAILED, see %s\n' "$t" "$log" >"$work/logs/$t.result"
 		return 1

@@ -50,13 +50,15 @@ bool next_chunk_header(chunk_walk *w, cfg_chunk_header *h)
 {
 	if (w->pos >= w->len)
 		return false;
-	unsigned char raw[CFG_CHUNK_HEADER_SIZE] = {};
-	if (w->pos < w->src_size) {
-		size_t have = std::min<uint64_t>(CFG_CHUNK_HEADER_SIZE, w->src_size - w->pos);
-		memcpy(raw, w->src + w->pos, have);
-	}
 	size_t off = 0;
-	cfg_read_chunk_header(raw, &off, h);
+	if (w->pos + CFG_CHUNK_HEADER_SIZE <= w->src_size) {
+		cfg_read_chunk_header(w->src + w->pos, &off, h);
+	} else {
+		unsigned char raw[CFG_CHUNK_HEADER_SIZE] = {};
+		if (w->pos < w->src_size)
+			memcpy(raw, w->src + w->pos, w->src_size - w->pos);
+		cfg_read_chunk_header(raw, &off, h);
+	}
 	w->pos += off;
 	return true;
 }
@@ -294,22 +296,37 @@ void said_append(cfg_said *c, const char *text, size_t len)
 	c->text[c->len] = '\0';
 }
 
-// The length number of the container header at BUF; see
-// nox_getCompressedConfigFileLength.
-int header_length(const char *buf, cfg_said *said)
+// The length number of the container header at BUF as the decoder takes it
+// into *N; false when the header has no closing '>'. Nothing is printed.
+bool header_number(const char *buf, int *n)
 {
 	char head[CFG_HEADER_SIZE + 1];
 	memcpy(head, buf, CFG_HEADER_SIZE);
 	head[CFG_HEADER_SIZE] = '\0';
 	char *end = static_cast<char *>(memchr(head, '>', CFG_HEADER_SIZE));
 	if (!end)
-		return 0;
+		return false;
 	*end = '\0';
 	// atoi's value for numbers beyond int is undefined; clamp the way a
-	// saturating conversion would, which the size check below refuses anyway.
+	// saturating conversion would, which the size check refuses anyway.
 	long value = strtol(head + CFG_MAGIC_LEN, nullptr, 10);
-	int n = static_cast<int>(std::max<long>(INT_MIN, std::min<long>(INT_MAX, value)));
-	if (static_cast<unsigned>(n) > CFG_MAX_STREAM_LEN) {
+	*n = static_cast<int>(std::max<long>(INT_MIN, std::min<long>(INT_MAX, value)));
+	return true;
+}
+
+bool usable_length(int n)
+{
+	return static_cast<unsigned>(n) <= CFG_MAX_STREAM_LEN;
+}
+
+// The length number of the container header at BUF; see
+// nox_getCompressedConfigFileLength.
+int header_length(const char *buf, cfg_said *said)
+{
+	int n;
+	if (!header_number(buf, &n))
+		return 0;
+	if (!usable_length(n)) {
 		cfg_say(said, "Oversized length %d in compressed config file header\n", n);
 		return 0;
 	}
@@ -449,6 +466,33 @@ int nox_getCompressedConfigFileLength(const char *buf)
 int cfg_header_length(const char *buf, cfg_said *said)
 {
 	return header_length(buf, said);
+}
+
+size_t cfg_image_reach(const char *raw, size_t have)
+{
+	if (have < CFG_HEADER_SIZE)
+		return CFG_HEADER_SIZE;
+	int n;
+	if (!header_number(raw, &n) || !usable_length(n))
+		return CFG_HEADER_SIZE;
+	size_t readable = CFG_IMAGE_BUF_SIZE - CFG_HEADER_SIZE;
+	// The stream as its header names it first, then what the walk over it
+	// meets past that: a chunk header cut by the stream's end, a payload
+	// running past it, and the expander's look past a payload.
+	uint64_t reach = std::min<uint64_t>(static_cast<uint64_t>(n) + FASTLZ_IN_PAD, readable);
+	chunk_walk w = { bytes(raw) + CFG_HEADER_SIZE, readable, static_cast<uint64_t>(n), 0 };
+	cfg_chunk_header h;
+	while (CFG_HEADER_SIZE + reach <= have && w.pos < w.len) {
+		reach = std::max<uint64_t>(reach, w.pos + CFG_CHUNK_HEADER_SIZE);
+		if (CFG_HEADER_SIZE + reach > have)
+			break;
+		next_chunk_header(&w, &h);
+		if (chunk_has_payload(h)) {
+			reach = std::max<uint64_t>(reach, w.pos + h.size + FASTLZ_IN_PAD);
+			w.pos += h.size;
+		}
+	}
+	return static_cast<size_t>(std::min<uint64_t>(CFG_HEADER_SIZE + reach, CFG_IMAGE_BUF_SIZE));
 }
 
 size_t cfg_stream_bound(size_t len)

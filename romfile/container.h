@@ -60,6 +60,13 @@ int isCompressedConfigFile(const char *buf);
 int nox_getCompressedConfigFileLength(const char *buf);
 // The same, its message also kept in SAID when not null.
 int cfg_header_length(const char *buf, cfg_said *said);
+// Bytes from the start of the raw image RAW that decoding it reads (the
+// header, the chunk headers and payloads its walk meets, the expander's look
+// past a payload), at most CFG_IMAGE_BUF_SIZE, as far as the first HAVE bytes
+// tell: while the result is beyond HAVE, read up to it and ask again. Lets a
+// reader from flash leave the rest of a 128 KiB copy unread. Nothing is
+// printed.
+size_t cfg_image_reach(const char *raw, size_t have);
 
 // Decodes the container in *BUF, a heap buffer of at least
 // CFG_IMAGE_BUF_SIZE bytes. On success the decoded image replaces the first

@@ -90,17 +90,25 @@ uint32_t body_checksum(const split_text &t, size_t body)
 	return crc;
 }
 
+void read_rest(const romfile_rest *rest)
+{
+	if (rest)
+		rest->read(rest->ctx);
+}
+
 // Checksum of a decoded container's text: the decoded part followed, up to
 // the raw image's size, by the raw bytes past it (the image the decoder
 // leaves in the caller's buffer). A body whole in the decoded part is the
 // body of that image too; only for an image without one, whose decoded part
 // holds no NUL, is the raw tail read, where it lies.
-uint32_t decoded_checksum(const char *raw, const char *part, size_t part_len, cfg_said *said)
+uint32_t decoded_checksum(const char *raw, const romfile_rest *rest, const char *part, size_t part_len,
+			  cfg_said *said)
 {
 	split_text t = { part, strnlen(part, part_len), nullptr, 0 };
 	size_t body = body_of(t);
 	if (!body) {
 		if (t.a_len == part_len && part_len < ROMFILE_SIZE) {
+			read_rest(rest);
 			t.b = raw + part_len;
 			t.b_len = strnlen(t.b, ROMFILE_SIZE - part_len);
 		}
@@ -141,10 +149,11 @@ char *romfile_buf_alloc()
 	return static_cast<char *>(calloc(ROMFILE_SIZE + 1, 1));
 }
 
-uint32_t romfile_image_checksum(const char *raw, const char *who, bool *ok, cfg_said *said)
+uint32_t romfile_image_checksum(const char *raw, const char *who, bool *ok, cfg_said *said, const romfile_rest *rest)
 {
 	*ok = true;
 	if (!isCompressedConfigFile(raw)) {
+		read_rest(rest);
 		split_text t = { raw, strnlen(raw, ROMFILE_SIZE), nullptr, 0 };
 		return body_checksum(t, text_body(t, said));
 	}
@@ -156,18 +165,18 @@ uint32_t romfile_image_checksum(const char *raw, const char *who, bool *ok, cfg_
 		*ok = false;
 		return 0;
 	}
-	uint32_t sum = decoded_checksum(raw, part, part_len, said);
+	uint32_t sum = decoded_checksum(raw, rest, part, part_len, said);
 	free(part);
 	return sum;
 }
 
-int romfile_image_sums(const char *raw, const char *who, romfile_sums *sums, cfg_said *said)
+int romfile_image_sums(const char *raw, const char *who, romfile_sums *sums, cfg_said *said, const romfile_rest *rest)
 {
 	const unsigned char *trailer = reinterpret_cast<const unsigned char *>(raw);
 	sums->stored = be32_get(trailer + ROMFILE_CHECKSUM_OFFSET);
 	sums->version = be32_get(trailer + ROMFILE_VERSION_OFFSET);
 	bool ok;
-	sums->computed = romfile_image_checksum(raw, who, &ok, said);
+	sums->computed = romfile_image_checksum(raw, who, &ok, said, rest);
 	return ok ? 1 : 0;
 }
 

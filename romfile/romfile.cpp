@@ -1,5 +1,6 @@
 // The two romfile copies in flash: reading their sums, choosing which one to
 // read and which one to overwrite, and stamping a new image.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -33,22 +34,71 @@ void forget_reading(romfile_copy_reading *r)
 	*r = romfile_copy_reading();
 }
 
-// The raw image is read whole or not at all, so it is not cleared first.
+// A copy in flash, read only as far as its reading looks: the trailer
+// first (a partition too short for it is refused before anything is
+// decoded), then the container and the chunks its walk meets, and the rest
+// only for a text that runs past them. The buffer's other pages are never
+// touched, so reading a copy costs the command about its container's size in
+// memory, not 128 KiB.
+struct flash_copy {
+	int fd;
+	char *buf; // ROMFILE_SIZE bytes, of which the first HAVE and the trailer are read
+	size_t have;
+	bool failed; // a read came back short
+};
+
+bool read_up_to(flash_copy *c, size_t end)
+{
+	if (end <= c->have)
+		return true;
+	size_t want = end - c->have;
+	if (flash_read_at(c->fd, c->have, c->buf + c->have, want) != want) {
+		// What the reading would look at is defined, though it is thrown away.
+		memset(c->buf + c->have, 0, ROMFILE_CHECKSUM_OFFSET - c->have);
+		c->have = ROMFILE_CHECKSUM_OFFSET;
+		c->failed = true;
+		return false;
+	}
+	c->have = end;
+	return true;
+}
+
+void read_rest_of_copy(void *ctx)
+{
+	read_up_to(static_cast<flash_copy *>(ctx), ROMFILE_CHECKSUM_OFFSET);
+}
+
+bool read_copy_start(flash_copy *c)
+{
+	size_t trailer = ROMFILE_SIZE - ROMFILE_CHECKSUM_OFFSET;
+	if (flash_read_at(c->fd, ROMFILE_CHECKSUM_OFFSET, c->buf + ROMFILE_CHECKSUM_OFFSET, trailer) != trailer)
+		return false;
+	// The bytes from the trailer on are read already.
+	size_t reach = CFG_HEADER_SIZE;
+	while (reach > c->have && c->have < ROMFILE_CHECKSUM_OFFSET) {
+		if (!read_up_to(c, std::min(reach, ROMFILE_CHECKSUM_OFFSET)))
+			return false;
+		reach = isCompressedConfigFile(c->buf) ? cfg_image_reach(c->buf, c->have) : ROMFILE_CHECKSUM_OFFSET;
+	}
+	return true;
+}
+
 void read_copy_into(const char *partition, romfile_copy_reading *r)
 {
-	char *buf = static_cast<char *>(malloc(ROMFILE_SIZE));
-	int fd = buf ? nox_open_mtd(partition, O_RDONLY) : -1;
-	if (fd < 0) {
+	flash_copy c = { -1, static_cast<char *>(malloc(ROMFILE_SIZE)), 0, false };
+	c.fd = c.buf ? nox_open_mtd(partition, O_RDONLY) : -1;
+	if (c.fd < 0) {
 		r->outcome = ROMFILE_COPY_NO_OPEN;
-	} else if (flash_read_at(fd, 0, buf, ROMFILE_SIZE) != ROMFILE_SIZE) {
+	} else if (!read_copy_start(&c)) {
 		r->outcome = ROMFILE_COPY_SHORT;
 	} else {
-		bool ok = romfile_image_sums(buf, nullptr, &r->sums, &r->said) == 1;
-		r->outcome = ok ? ROMFILE_COPY_READ : ROMFILE_COPY_NO_DECODE;
+		romfile_rest rest = { read_rest_of_copy, &c };
+		bool ok = romfile_image_sums(c.buf, nullptr, &r->sums, &r->said, &rest) == 1;
+		r->outcome = c.failed ? ROMFILE_COPY_SHORT : ok ? ROMFILE_COPY_READ : ROMFILE_COPY_NO_DECODE;
 	}
-	if (fd >= 0)
-		close(fd);
-	free(buf);
+	if (c.fd >= 0)
+		close(c.fd);
+	free(c.buf);
 }
 
 // Reads PARTITION into the caller's readings, or says again what its reading

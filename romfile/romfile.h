@@ -39,15 +39,25 @@ struct romfile_sums {
 
 // Heap buffer for one raw image: ROMFILE_SIZE zero bytes and a spare NUL.
 char *romfile_buf_alloc();
+// The part of a raw image not read yet: a reader from flash reads only the
+// trailer and what the container's decoding reads (cfg_image_reach), and
+// READ(CTX) the rest, called before a reading looks past those bytes (a text
+// not in a container, or one running past its decoded part).
+struct romfile_rest {
+	void (*read)(void *ctx);
+	void *ctx;
+};
 // nox_crc32 over the ROM file text of the raw image RAW (ROMFILE_SIZE bytes,
 // decoded first when it holds a container; RAW itself is left as it is), or 0
 // after a decoder failure, reported with WHO when not null. *OK tells the
 // two apart. What the decoder and the text parser print is also kept in SAID
-// when not null.
-uint32_t romfile_image_checksum(const char *raw, const char *who, bool *ok, cfg_said *said = nullptr);
+// when not null. REST, when not null, reads what RAW does not hold yet.
+uint32_t romfile_image_checksum(const char *raw, const char *who, bool *ok, cfg_said *said = nullptr,
+				const romfile_rest *rest = nullptr);
 // Checksums and version of the raw image RAW, as romfile_image_checksum. 1 on
 // success, 0 on failure.
-int romfile_image_sums(const char *raw, const char *who, romfile_sums *sums, cfg_said *said = nullptr);
+int romfile_image_sums(const char *raw, const char *who, romfile_sums *sums, cfg_said *said = nullptr,
+		       const romfile_rest *rest = nullptr);
 
 // The copy to read and the copy to overwrite, from both copies' sums.
 int romfile_choose_read_index(const romfile_sums &first, const romfile_sums &second);

@@ -156,6 +156,37 @@ TEST_F(RomfileFlash, DecodedTextRunsIntoTheRawTail)
 	}
 }
 
+// A copy is read from flash only as far as its reading looks; whatever its
+// chunks reach, the sums and messages are those of the whole image in memory.
+TEST_F(RomfileFlash, ReadsWhatTheChunksReachAsTheWholeImageGives)
+{
+	std::string text = gateway_romfile(3000);
+	std::string far_chunk = make_chunk(17, 1, "x", 0, 4) + std::string(0x1C000, 'y');
+	const struct { const char *name; std::string flash; } cases[] = {
+		{ "as written", copy_image(text, V, 4) },
+		{ "payload past the stream", partition_image(make_container_declaring(stored_chunk(text), "20"), 0, 4) },
+		{ "header cut by the stream's end",
+		  partition_image(make_container_declaring(stored_chunk(text), "10"), crc_of(text), 4) },
+		{ "chunk far on", partition_image(make_container_declaring(far_chunk + stored_chunk(text), "130000"), 0, 4) },
+		{ "oversized length", partition_image(make_container_declaring(stored_chunk(text), "999999") + text, 0, 4) },
+		{ "plain text", copy_image(text, B, 4, false) },
+	};
+	for (auto &c : cases) {
+		romfile_sums whole = {};
+		std::string expected = capture_stdout([&] { EXPECT_EQ(romfile_image_sums(c.flash.data(), nullptr, &whole), 1); });
+		write_copy(FIRST, c.flash);
+		uint32_t computed = 0, stored = 0, version = 0;
+		EXPECT_EQ(capture_stdout([&] {
+				  EXPECT_EQ(getRomfileChecksumAndVersion("romfile", &computed, &stored, &version), 1);
+			  }),
+			  expected)
+			<< c.name;
+		EXPECT_EQ(computed, whole.computed) << c.name;
+		EXPECT_EQ(stored, whole.stored) << c.name;
+		EXPECT_EQ(version, whole.version) << c.name;
+	}
+}
+
 TEST_F(RomfileFlash, StampsAnImageForTheOtherCopy)
 {
 	std::string text = gateway_romfile(50000), image = make_container(independent_stream(text));
