@@ -383,7 +383,16 @@ void cfg_say(cfg_said *keep, const char *fmt, ...)
 	va_end(ap);
 	if (n < 0)
 		return;
-	if (static_cast<size_t>(n) >= sizeof line) {
+	bool fits = static_cast<size_t>(n) < sizeof line;
+	if (keep && keep->held) {
+		if (fits)
+			said_append(keep, line, static_cast<size_t>(n));
+		if (fits && !keep->lost)
+			return;
+		// A line that cannot be kept is printed now, after what was held.
+		cfg_said_let_go(keep);
+	}
+	if (!fits) {
 		// Longer than any message of the library: printed whole, not kept.
 		va_start(ap, fmt);
 		vprintf(fmt, ap);
@@ -395,6 +404,15 @@ void cfg_say(cfg_said *keep, const char *fmt, ...)
 	fputs(line, stdout);
 	if (keep)
 		said_append(keep, line, static_cast<size_t>(n));
+}
+
+void cfg_said_let_go(cfg_said *said)
+{
+	if (!said->held)
+		return;
+	said->held = false;
+	if (said->len)
+		fputs(said->text, stdout);
 }
 
 void cfg_said_free(cfg_said *said)

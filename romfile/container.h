@@ -43,11 +43,15 @@ struct cfg_said {
 	size_t len;
 	size_t capacity;
 	bool lost;       // something was printed that could not be kept
+	bool held;       // kept, not printed, until cfg_said_let_go
 };
 // Prints one of the library's messages on standard output and, when KEEP is
 // not null, appends it to KEEP.
 void cfg_say(cfg_said *keep, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
 void cfg_said_free(cfg_said *said);
+// Prints what a held SAID kept and stops holding; nothing when it is not
+// held (its lines were printed as they came).
+void cfg_said_let_go(cfg_said *said);
 
 uint32_t cfg_adler32(uint32_t adler, const unsigned char *data, size_t len);
 void cfg_write_chunk_header(unsigned char *stream, size_t *offset, const cfg_chunk_header &h);

@@ -92,9 +92,16 @@ void read_copy_into(const char *partition, romfile_copy_reading *r)
 	} else if (!read_copy_start(&c)) {
 		r->outcome = ROMFILE_COPY_SHORT;
 	} else {
+		// The reading's lines wait until the copy is read as far as it
+		// needs: a copy flash fails to give says only that, as when it
+		// was read whole before decoding.
 		romfile_rest rest = { read_rest_of_copy, &c };
+		r->said.held = true;
 		bool ok = romfile_image_sums(c.buf, nullptr, &r->sums, &r->said, &rest) == 1;
 		r->outcome = c.failed ? ROMFILE_COPY_SHORT : ok ? ROMFILE_COPY_READ : ROMFILE_COPY_NO_DECODE;
+		if (c.failed && r->said.held)
+			cfg_said_free(&r->said);
+		cfg_said_let_go(&r->said);
 	}
 	if (c.fd >= 0)
 		close(c.fd);

@@ -41,7 +41,7 @@ auto quietly(cfg_said *said, Fn fn) -> decltype(fn(said))
 }
 
 struct said_text : cfg_said {
-	said_text() : cfg_said{nullptr, 0, 0, false} {}
+	said_text() : cfg_said() {}
 	~said_text() { free(text); }
 	said_text(const said_text &) = delete;
 	said_text &operator=(const said_text &) = delete;
