@@ -137,6 +137,11 @@ expect_log_since() {
 	[ "$actual" = "$2" ] || show_diff "$1 since mark" "$2" "$actual"
 }
 
+# said PRINTED WRITES: printed the line PRINTED (or nothing), exited 0, and the
+# store log gained exactly WRITES since its mark.
+TCAPI_LOG=/var/log/tcapi.log
+said() { expect_stdout "$1${1:+$'\n'}"; expect_rc 0; expect_log_since $TCAPI_LOG "$2"; }
+
 # flash_hex DEV OFFSET LENGTH: the bytes of a partition file as hex.
 flash_hex() {
 	od -An -v -tx1 -j "$2" -N "$3" "$GW$1" | tr -d ' \n'
