@@ -121,14 +121,6 @@ TEST_F(GatewayFlash, SizeComesFromTheDriver)
 	EXPECT_EQ(out, "Could not get MTD device info from /tmp/plainfile\n");
 }
 
-TEST_F(GatewayFlash, RecordReadFromItsPlaceInTheBootBlock)
-{
-	unsigned char mrd[MRD_SIZE];
-	std::string out = capture_stdout([&] { EXPECT_EQ(MRDread(mrd), 1); });
-	EXPECT_EQ(out, "");
-	EXPECT_EQ(std::string(reinterpret_cast<char *>(mrd), MRD_SIZE), mtd0_.substr(MRD_OFFSET, MRD_SIZE));
-}
-
 struct BrokenBootCase {
 	const char *what;
 	long keep; // bytes of /dev/mtd0 left; negative: no device at all
@@ -154,37 +146,6 @@ TEST_F(GatewayFlash, UnreadableRecordIsReported)
 		EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(MRDwrite(mrd), 0); }), c.write_msg) << c.what;
 		write_file("/dev/mtd0", mtd0_);
 	}
-}
-
-TEST_F(GatewayFlash, WriteReplacesOnlyTheRecord)
-{
-	unsigned char mrd[MRD_SIZE];
-	ASSERT_EQ(MRDread(mrd), 1);
-	for (size_t i = 0; i < MRD_SIZE; i++)
-		mrd[i] = static_cast<unsigned char>(i ^ 0x5A);
-	unlink("/var/log/shell.log");
-	EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(MRDwrite(mrd), 1); }), "");
-
-	std::string expected = mtd0_;
-	expected.replace(MRD_OFFSET, MRD_SIZE, reinterpret_cast<char *>(mrd), MRD_SIZE);
-	EXPECT_TRUE(read_file("/tmp/boot.bin") == expected);
-	EXPECT_TRUE(read_file("/dev/mtd0") == expected);
-	EXPECT_EQ(read_file("/var/log/shell.log"), "/userfs/bin/mtd -f write /tmp/boot.bin bootloader\n");
-
-	unsigned char back[MRD_SIZE];
-	ASSERT_EQ(MRDread(back), 1);
-	EXPECT_EQ(memcmp(back, mrd, MRD_SIZE), 0);
-}
-
-TEST_F(GatewayFlash, BootImageThatCannotBeCreatedIsReported)
-{
-	unsigned char mrd[MRD_SIZE];
-	ASSERT_EQ(MRDread(mrd), 1);
-	unlink("/tmp/boot.bin");
-	ASSERT_EQ(mkdir("/tmp/boot.bin", 0755), 0);
-	EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(MRDwrite(mrd), 0); }), "Open file error!!\n");
-	rmdir("/tmp/boot.bin");
-	EXPECT_TRUE(read_file("/dev/mtd0") == mtd0_);
 }
 
 } // namespace

@@ -190,28 +190,16 @@ TEST(Romd, HeaderLength)
 	}
 }
 
-TEST_F(RomfileFlash, RomdChecksumAndDump)
+// Erased, plain and whole ROM-D, and its dump: the black-box ROM tests.
+TEST_F(RomfileFlash, RomdWithoutClosingMarkerHasNoChecksum)
 {
-	std::string text = gateway_romfile(60000), container = make_container(independent_stream(text)),
-		    cut = make_container(independent_stream(text.substr(0, 30000)));
-	auto exist = [](const std::string &c) { return "ROM-D exist! len = " + std::to_string(c.size() - 40) + "\n"; };
-	const struct { const char *name; std::string flash; uint32_t sum; std::string printed; } cases[] = {
-		{ "erased", "", 0, "" },
-		{ "plain text", text, 0, "" },
-		{ "no closing marker", cut, 0, exist(cut) + "Current ROM file is not valid!\nRead default configuration error!!\n" },
-		{ "container", container, crc_of(text), exist(container) }, // stays for the dump
-	};
-	for (auto &c : cases) {
-		write_file(ROMD_DEV, c.flash + std::string(ROMFILE_SIZE - c.flash.size(), '\xff'));
-		uint32_t sum = 1;
-		EXPECT_EQ(capture_stdout([&] { sum = nox_getRomdChksum(); }), c.printed) << c.name;
-		EXPECT_EQ(sum, c.sum) << c.name;
-	}
-	int rc = 0;
-	EXPECT_EQ(capture_stdout([&] { rc = nox_dumpRomdContent(); }),
-		  exist(container) + "Please see /tmp/romd.cfg for ROM-D content.\n");
-	EXPECT_EQ(rc, 1);
-	EXPECT_EQ(read_file("/tmp/romd.cfg"), text.substr(0, text.rfind("</ROMFILE>") + 10));
+	std::string cut = make_container(independent_stream(gateway_romfile(60000).substr(0, 30000)));
+	write_file(ROMD_DEV, cut + std::string(ROMFILE_SIZE - cut.size(), '\xff'));
+	uint32_t sum = 1;
+	EXPECT_EQ(capture_stdout([&] { sum = nox_getRomdChksum(); }),
+		  "ROM-D exist! len = " + std::to_string(cut.size() - 40) +
+			  "\nCurrent ROM file is not valid!\nRead default configuration error!!\n");
+	EXPECT_EQ(sum, 0u);
 }
 
 } // namespace

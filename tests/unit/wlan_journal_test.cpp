@@ -1,7 +1,7 @@
 // The wireless journal's bytes: each setter's field at its offset, integers
-// big-endian on both machines the tests run on, the overlaps of the format,
-// and reading back a short file. (Hostile files: the black-box tests and the
-// fuzz target.)
+// big-endian on both machines the tests run on, and where deletions run past
+// their area. (Short and hostile files, the WEP key running into the psk and
+// the 32nd addition: the black-box tests and the fuzz target.)
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -126,47 +126,6 @@ TEST_F(WlanJournalFile, BigEndianFileReadsBack)
 			     "sys wlan active 2 off\n"
 			     "sys wlan hidessid 2 hide\n"
 			     "sys wlan macfilter restrictmode 2 allow\n");
-}
-
-TEST_F(WlanJournalFile, ShortFileReadsAsPartlyZero)
-{
-	write_file(WLAN_JOURNAL_PATH, int_bytes(0, 0, 0, 40) + std::string("\0\0\0", 3));
-	EXPECT_EQ(showcmd(), "sys wlan txpower 40\n");
-}
-
-// A 26-character key keeps its terminator in psk's 7th byte: psk then reads
-// as the key's last 6 characters, and save writes them as WPAPSK.
-TEST_F(WlanJournalFile, Wep128HexKeyRunsIntoPsk)
-{
-	const std::string key = "0123456789abcdef0123456789";
-	ASSERT_EQ(run(wlan_securitymode_cmd, { "securitymode", "1", "wpa2psk", "aes", "passphrase" }), 0);
-	ASSERT_EQ(run(wlan_securitymode_cmd, { "securitymode", "1", "wep128", key }), 0);
-	std::string j = journal();
-	size_t ap1 = 28 + 1556;
-	EXPECT_EQ(j.substr(ap1 + 72, 27), key + '\0');
-	EXPECT_EQ(std::string(j.c_str() + ap1 + 92), "456789");
-	EXPECT_EQ(j.substr(ap1 + 99, 3), "ase") << "the rest of the earlier psk stays";
-	EXPECT_EQ(showcmd(), "sys wlan securitymode 1 wep128 " + key + "\n");
-}
-
-TEST_F(WlanJournalFile, ThirtySecondAdditionIsTheFirstDeletion)
-{
-	for (int i = 0; i < 32; i++) {
-		char mac[18];
-		snprintf(mac, sizeof mac, "00:00:00:00:00:%02d", i);
-		ASSERT_EQ(run(wlan_mac_add_cmd, { "add", "0", mac }), 0) << i;
-	}
-	std::string j = journal();
-	EXPECT_EQ(std::string(j.c_str() + 28 + 936), "00:00:00:00:00:31");
-	std::string out = showcmd();
-	EXPECT_NE(out.find("sys wlan macfilter add 0 00:00:00:00:00:31\n"
-			   "sys wlan macfilter del 0 00:00:00:00:00:31\n"),
-		  std::string::npos)
-		<< out;
-	// With the deletion row taken, the table is full.
-	std::string said = capture_stdout([] { EXPECT_EQ(run(wlan_mac_add_cmd, { "add", "0", "00:00:00:00:00:32" }), -1); });
-	EXPECT_EQ(said, "Too much macfilter rules.\n");
-	EXPECT_EQ(journal(), j);
 }
 
 TEST_F(WlanJournalFile, ThirtySecondDeletionLandsInTheNextBlock)
