@@ -9,20 +9,13 @@
 std::string read_file(const char *path);
 void write_file(const char *path, const std::string &data);
 
-// Runs fn with stdout redirected and returns what it printed.
-template <typename Fn>
-std::string capture_stdout(Fn fn);
-
-std::string capture_stdout_begin_end(void (*fn)(void *), void *arg);
-
+// Runs fn with stdout (stderr) redirected and returns what it printed.
+std::string capture_fd_begin_end(int fd, void (*fn)(void *), void *arg);
 template <typename Fn>
 std::string capture_stdout(Fn fn)
 {
-	return capture_stdout_begin_end([](void *p) { (*static_cast<Fn *>(p))(); }, &fn);
+	return capture_fd_begin_end(1, [](void *p) { (*static_cast<Fn *>(p))(); }, &fn);
 }
-
-// As capture_stdout, for stderr.
-std::string capture_fd_begin_end(int fd, void (*fn)(void *), void *arg);
 template <typename Fn>
 std::string capture_stderr(Fn fn)
 {
