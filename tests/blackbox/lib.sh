@@ -54,6 +54,13 @@ gw_run() {
 	RC=$?
 }
 
+# bounded_run CMD...: gw_run with a time limit (LIMIT seconds, default 10);
+# RC 124 means it hung.
+bounded_run() {
+	timeout "${LIMIT:-10}" "$GWSIM" run "$GW" -- "$@" >"$OUT_FILE" 2>"$ERR_FILE" </dev/null
+	RC=$?
+}
+
 # gw_put PATH: writes standard input to PATH inside the gateway as a file of
 # the gateway's own (a gateway made by root belongs to an unprivileged user,
 # and its root may write only what that user owns).
