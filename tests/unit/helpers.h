@@ -28,16 +28,13 @@ inline const unsigned char *bytes_of(const std::string &s)
 	return reinterpret_cast<const unsigned char *>(s.data());
 }
 
-// LEN bytes of a repeatable pattern that differs with SEED and has no short
-// period, so a block written to the wrong place shows.
+// LEN bytes of a pattern by SEED with no short period: misplaced blocks show.
 std::string test_pattern(size_t len, unsigned seed);
 
-// Replaces bytes at OFFSET of a gateway file, keeping its size; a test
-// failure when they would not fit.
+// Replaces bytes at OFFSET of a gateway file, keeping its size (else a failure).
 void put_file_bytes(const char *path, size_t offset, const std::string &data);
 
-// Keeps the contents of gateway files and puts them back when it goes; a
-// file that was absent is removed again.
+// Puts gateway files back as they were when it goes (absent ones removed).
 class SavedFiles {
 public:
 	SavedFiles(std::initializer_list<const char *> paths);
@@ -46,11 +43,7 @@ public:
 	SavedFiles &operator=(const SavedFiles &) = delete;
 
 private:
-	struct Saved {
-		const char *path;
-		bool existed;
-		std::string data;
-	};
+	struct Saved { const char *path; bool existed; std::string data; };
 	std::vector<Saved> saved_;
 };
 

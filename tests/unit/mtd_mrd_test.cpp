@@ -12,24 +12,12 @@
 
 namespace {
 
-// Each test may rewrite the partition list and the boot-loader partition;
-// the gateway's originals come back afterwards.
+// Tests rewrite the partition list and the boot-loader partition.
 class GatewayFlash : public ::testing::Test {
 protected:
-	void SetUp() override
-	{
-		proc_mtd_ = read_file("/proc/mtd");
-		mtd0_ = read_file("/dev/mtd0");
-		ASSERT_FALSE(proc_mtd_.empty());
-		ASSERT_EQ(mtd0_.size(), BOOT_BLOCK_SIZE);
-	}
-	void TearDown() override
-	{
-		write_file("/proc/mtd", proc_mtd_);
-		write_file("/dev/mtd0", mtd0_);
-	}
-	std::string proc_mtd_;
-	std::string mtd0_;
+	void SetUp() override { ASSERT_EQ(mtd0_.size(), BOOT_BLOCK_SIZE); }
+	SavedFiles saved_{ "/proc/mtd", "/dev/mtd0" };
+	const std::string mtd0_ = read_file("/dev/mtd0");
 };
 
 ino_t inode_of_fd(int fd)
@@ -66,11 +54,7 @@ const char PARTITIONS[] = "dev:    size   erasesize  name\n"
 			  "mtd5: 00020000 00010000 \"romfile\"\n"
 			  "mtd6: 00020000 00010000 \"romd\"\n";
 
-struct OpenCase {
-	const char *list;
-	const char *name;
-	const char *device;
-};
+struct OpenCase { const char *list, *name, *device; };
 
 TEST_F(GatewayFlash, OpenByNameTakesTheFirstLineContainingIt)
 {
@@ -83,8 +67,7 @@ TEST_F(GatewayFlash, OpenByNameTakesTheFirstLineContainingIt)
 		{ PARTITIONS, "size", "" },		// only the header has it: not a partition
 		{ PARTITIONS, "tclinux", "" },
 		{ "mtdx: 1 1 \"romd\"\nmtd: 1 1 \"romd\"\nmtd7 \"romd\"\n", "romd", "" },
-		// A number is read whole, leading zeros and all; one the kernel
-		// could not give makes no partition line.
+		// A number is read whole, leading zeros and all; one past int is no line.
 		{ "mtd2147483647: 1 1 \"romd_old\"\nmtd5: 1 1 \"romd\"\n", "romd", "/dev/mtd6" },
 		{ "mtd002147483647: 1 1 \"romd_old\"\nmtd5: 1 1 \"romd\"\n", "romd", "/dev/mtd6" },
 		{ "mtd10000000: 1 1 \"romd_old\"\nmtd5: 1 1 \"romd\"\n", "romd", "" },
@@ -110,23 +93,22 @@ TEST_F(GatewayFlash, WithoutAPartitionListTheNameIsAPath)
 
 TEST_F(GatewayFlash, SizeComesFromTheDriver)
 {
-	std::string out = capture_stdout([] { EXPECT_EQ(nox_mtd_size("romd"), 0x20000u); });
-	EXPECT_EQ(out, "");
-	out = capture_stdout([] { EXPECT_EQ(nox_mtd_size("tclinux"), 0x200000u); });
-	EXPECT_EQ(out, "");
-	out = capture_stdout([] { EXPECT_EQ(nox_mtd_size("nosuchpart"), 0u); });
-	EXPECT_EQ(out, "Could not open mtd device: nosuchpart\n");
 	write_file("/tmp/plainfile", "not flash");
-	out = capture_stdout([] { EXPECT_EQ(nox_mtd_size("/tmp/plainfile"), 0u); });
-	EXPECT_EQ(out, "Could not get MTD device info from /tmp/plainfile\n");
+	const struct { const char *name; uint32_t size; const char *printed; } cases[] = {
+		{ "romd", 0x20000u, "" },
+		{ "tclinux", 0x200000u, "" },
+		{ "nosuchpart", 0, "Could not open mtd device: nosuchpart\n" },
+		{ "/tmp/plainfile", 0, "Could not get MTD device info from /tmp/plainfile\n" },
+	};
+	for (const auto &c : cases) {
+		uint32_t size = 1;
+		EXPECT_EQ(capture_stdout([&] { size = nox_mtd_size(c.name); }), c.printed) << c.name;
+		EXPECT_EQ(size, c.size) << c.name;
+	}
 }
 
-struct BrokenBootCase {
-	const char *what;
-	long keep; // bytes of /dev/mtd0 left; negative: no device at all
-	const char *read_msg;
-	const char *write_msg;
-};
+// keep: bytes of /dev/mtd0 left; negative: no device at all.
+struct BrokenBootCase { const char *what; long keep; const char *read_msg, *write_msg; };
 
 TEST_F(GatewayFlash, UnreadableRecordIsReported)
 {
@@ -144,7 +126,6 @@ TEST_F(GatewayFlash, UnreadableRecordIsReported)
 		unsigned char mrd[MRD_SIZE] = {};
 		EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(MRDread(mrd), 0); }), c.read_msg) << c.what;
 		EXPECT_EQ(capture_stdout([&] { EXPECT_EQ(MRDwrite(mrd), 0); }), c.write_msg) << c.what;
-		write_file("/dev/mtd0", mtd0_);
 	}
 }
 

@@ -1,7 +1,5 @@
 // The wireless journal's bytes: each setter's field at its offset, integers
-// big-endian on both machines the tests run on, and where deletions run past
-// their area. (Short and hostile files, the WEP key running into the psk and
-// the 32nd addition: the black-box tests and the fuzz target.)
+// big-endian on both machines, and where deletions run past their area.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -40,16 +38,10 @@ std::string int_bytes(unsigned a, unsigned b, unsigned c, unsigned d)
 	return std::string{ char(a), char(b), char(c), char(d) };
 }
 
-std::string showcmd()
-{
-	return capture_stdout([] { wlan_apply(WLAN_SHOW); });
-}
-
 class WlanJournalFile : public ::testing::Test {
 protected:
 	void SetUp() override { unlink(WLAN_JOURNAL_PATH); }
 	void TearDown() override { unlink(WLAN_JOURNAL_PATH); }
-
 	std::string journal() const { return read_file(WLAN_JOURNAL_PATH); }
 
 	// The journal holds BYTES at OFFSET and zeros everywhere else.
@@ -62,8 +54,6 @@ protected:
 		for (size_t i = 0; i < WLAN_JOURNAL_SIZE; i++)
 			ASSERT_EQ(actual[i], expected[i]) << "byte " << i << " (field at " << offset << ")";
 	}
-
-private:
 	SavedFiles saved_{ WLAN_JOURNAL_PATH };
 };
 
@@ -72,12 +62,7 @@ constexpr size_t AP2 = 28 + 2 * 1556;
 TEST_F(WlanJournalFile, EachSetterWritesItsFieldAtItsOffset)
 {
 	const std::string mac = "00:11:22:33:44:55";
-	const struct {
-		Handler handler;
-		std::vector<std::string> words;
-		size_t offset;
-		std::string bytes;
-	} cases[] = {
+	const struct { Handler handler; std::vector<std::string> words; size_t offset; std::string bytes; } cases[] = {
 		{ wlan_txpower_cmd, { "txpower", "60" }, 0, int_bytes(0, 0, 0, 60) },
 		{ wlan_channel_cmd, { "channel", "11" }, 4, int_bytes(0, 0, 0, 11) },
 		{ wlan_channel_cmd, { "channel", "auto" }, 4, int_bytes(0xff, 0xff, 0xff, 0xff) },
@@ -110,8 +95,7 @@ TEST_F(WlanJournalFile, EachSetterWritesItsFieldAtItsOffset)
 	}
 }
 
-// The reading side: a journal written by the big-endian gateway means the
-// same here.
+// A journal written by the big-endian gateway means the same here.
 TEST_F(WlanJournalFile, BigEndianFileReadsBack)
 {
 	std::string file(WLAN_JOURNAL_SIZE, '\0');
@@ -121,7 +105,7 @@ TEST_F(WlanJournalFile, BigEndianFileReadsBack)
 	file.replace(AP2 + 44, 4, int_bytes(0, 0, 0, 1));
 	file.replace(AP2 + 312, 4, int_bytes(0, 0, 0, 1));
 	write_file(WLAN_JOURNAL_PATH, file);
-	EXPECT_EQ(showcmd(), "sys wlan channel 9\n"
+	EXPECT_EQ(capture_stdout([] { wlan_apply(WLAN_SHOW); }), "sys wlan channel 9\n"
 			     "sys wlan txpower 80\n"
 			     "sys wlan active 2 off\n"
 			     "sys wlan hidessid 2 hide\n"
