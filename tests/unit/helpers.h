@@ -11,16 +11,13 @@ void write_file(const char *path, const std::string &data);
 
 // Runs fn with stdout (stderr) redirected and returns what it printed.
 std::string capture_fd_begin_end(int fd, void (*fn)(void *), void *arg);
-template <typename Fn>
-std::string capture_stdout(Fn fn)
+template <int FD, typename Fn>
+std::string capture_fd(Fn fn)
 {
-	return capture_fd_begin_end(1, [](void *p) { (*static_cast<Fn *>(p))(); }, &fn);
+	return capture_fd_begin_end(FD, [](void *p) { (*static_cast<Fn *>(p))(); }, &fn);
 }
-template <typename Fn>
-std::string capture_stderr(Fn fn)
-{
-	return capture_fd_begin_end(2, [](void *p) { (*static_cast<Fn *>(p))(); }, &fn);
-}
+template <typename Fn> std::string capture_stdout(Fn fn) { return capture_fd<1>(fn); }
+template <typename Fn> std::string capture_stderr(Fn fn) { return capture_fd<2>(fn); }
 
 // The bytes of a string, as the flash and image functions take them.
 inline const unsigned char *bytes_of(const std::string &s)

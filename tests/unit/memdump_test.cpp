@@ -17,10 +17,7 @@ uintptr_t with_top_byte(unsigned top, uintptr_t low)
 
 TEST(DumpMemory, ModeFollowsTheTopByteOfTheWholePointer)
 {
-	struct Case {
-		uintptr_t address;
-		DumpMode mode;
-	} cases[] = {
+	struct Case { uintptr_t address; DumpMode mode; } cases[] = {
 		{ with_top_byte(0xFF, 0x1234), DumpMode::Word },
 		{ with_top_byte(0xBC, 0), DumpMode::Word },
 		{ with_top_byte(0xBD, 0), DumpMode::Byte },

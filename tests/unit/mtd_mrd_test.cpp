@@ -20,29 +20,18 @@ protected:
 	const std::string mtd0_ = read_file("/dev/mtd0");
 };
 
-ino_t inode_of_fd(int fd)
-{
-	struct stat st;
-	return fstat(fd, &st) == 0 ? st.st_ino : 0;
-}
-
-ino_t inode_of(const char *path)
-{
-	struct stat st;
-	return stat(path, &st) == 0 ? st.st_ino : 0;
-}
-
 // Which /dev/mtdN the name opens, or "" when the open fails.
 std::string opened_device(int (*open_fn)(const char *, int), const char *name)
 {
 	int fd = open_fn(name, O_RDONLY);
 	if (fd < 0)
 		return "";
-	ino_t ino = inode_of_fd(fd);
+	struct stat opened, st;
+	int known = fstat(fd, &opened);
 	close(fd);
-	for (int n = 0; n < 16; n++) {
+	for (int n = 0; known == 0 && n < 16; n++) {
 		std::string dev = "/dev/mtd" + std::to_string(n);
-		if (inode_of(dev.c_str()) == ino)
+		if (stat(dev.c_str(), &st) == 0 && st.st_ino == opened.st_ino)
 			return dev;
 	}
 	return "other";

@@ -4,12 +4,7 @@
 
 namespace {
 
-struct RangeCase {
-	RangeEnd end;
-	const char *typed;
-	const char *other;
-	RangeCheck expected;
-};
+struct RangeCase { RangeEnd end; const char *typed, *other; RangeCheck expected; };
 
 constexpr RangeEnd B = RangeEnd::Begin;
 constexpr RangeEnd E = RangeEnd::End;
@@ -50,10 +45,9 @@ TEST(CheckRangeEnd, OrdersTheEndsOfASourceRange)
 		{ E, " 10.0.0.1", "0.0.0.0", RangeCheck::NotAnAddress },
 		{ E, "10.0.0.1\xC8", "0.0.0.0", RangeCheck::NotAnAddress },
 	};
-	for (const RangeCase &c : cases) {
+	for (const RangeCase &c : cases)
 		EXPECT_EQ(check_range_end(c.end, c.typed, c.other), c.expected)
 			<< (c.end == B ? "begin " : "end ") << c.typed << " other " << (c.other ? c.other : "(null)");
-	}
 }
 
 } // namespace

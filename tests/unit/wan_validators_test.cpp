@@ -4,10 +4,7 @@
 
 namespace {
 
-struct TextCase {
-	const char *text;
-	bool valid;
-};
+struct TextCase { const char *text; bool valid; };
 
 TEST(IsValidIpv4Addr, AcceptsUsableHostAddressesOnly)
 {
@@ -49,7 +46,6 @@ TEST(IsValidSubnetMask, AcceptsTheCanonicalMasksExactly)
 	static_assert(sizeof masks / sizeof masks[0] == 33, "one mask per prefix length 0-32");
 	for (const char *mask : masks)
 		EXPECT_TRUE(is_valid_subnet_mask(mask)) << mask;
-
 	const char *const near_misses[] = {
 		"255.255.255.00", "255.255.0.255", "255.255.255.1",	"255.255.255.253", "255.255.255.0 ",
 		" 255.255.255.0", "255.255.255",   "0255.255.255.0",	"255.255.255.0.0", "255.255.255.256",
