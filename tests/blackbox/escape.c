@@ -1,19 +1,13 @@
-/* What a hostile program run as the gateway's root tries, to reach the
- * workstation. Built static by sim_sealed.test and run inside a gateway:
- *
- *   escape try HOST-DIR     every escape below; each writes into HOST-DIR (a
- *                           directory of the workstation that does not exist
- *                           in the gateway) when it gets out, and prints one
- *                           line "NAME: refused" or "NAME: ESCAPED"
- *   escape nested HOST-DIR  the same from a fresh user namespace of its own
- *                           (the gateway allows none: "no nested namespace")
- *   escape storm            forks until refused; prints how many ran at once
- *   escape no-userns CMD... (on the workstation, as root) runs CMD where
- *                           no user namespace may be made, root and nobody
- *                           being who they are on the workstation
- *   escape listen PORTFILE  (on the workstation) listens on 127.0.0.1 and
- *                           prints "nobody" when the first caller is the
- *                           test itself (it sends "host"), else "connected" */
+/* What a hostile root inside a gateway tries, to reach the workstation
+ * (built static by sim_sealed.test):
+ *   escape try HOST-DIR PORT     every escape below, each writing into HOST-DIR
+ *                                (the workstation's) when it gets out; one line
+ *                                "NAME: refused" or "NAME: ESCAPED" each
+ *   escape nested HOST-DIR PORT  the same from a user namespace of its own
+ *   escape storm                 forks until refused; prints how many ran
+ *   escape no-userns CMD...      (workstation, root) CMD with no user namespaces
+ *   escape listen PORTFILE       (workstation) prints "nobody" when the first
+ *                                caller is the test ("host"), else "connected" */
 #define _GNU_SOURCE
 #include <arpa/inet.h>
 #include <errno.h>
@@ -77,13 +71,12 @@ static int mount_host_disk(void)
 	       mknod("/tmp/disk", S_IFBLK | 0600, makedev(254, 0)) == 0;
 }
 
-static int write_sysctl(const char *path, const char *text)
+static int write_file(const char *path, const char *text)
 {
 	int fd = open(path, O_WRONLY);
-	if (fd < 0)
-		return 0;
-	int ok = write(fd, text, strlen(text)) == (ssize_t)strlen(text);
-	close(fd);
+	int ok = fd >= 0 && write(fd, text, strlen(text)) == (ssize_t)strlen(text);
+	if (fd >= 0)
+		close(fd);
 	return ok;
 }
 
@@ -98,10 +91,8 @@ static void read_setting(const char *path, char *out, size_t size)
 	close(fd);
 }
 
-/* Each change is put back at once: a seal that failed must not leave the
- * workstation renamed. The burst limit is written back unchanged; pid_max
- * is not tried, as kernels that keep it per namespace let the gateway set
- * its own (the test checks the workstation's). */
+/* Each change is put back at once, so a failed seal leaves the workstation
+ * as it was; pid_max is per namespace on some kernels, so not tried. */
 static int kernel_settings(void)
 {
 	static const char *const NAMES[] = {"/proc/sys/kernel/hostname", "/proc/sys/kernel/domainname"};
@@ -114,20 +105,17 @@ static int kernel_settings(void)
 	}
 	for (size_t i = 0; i < 2; i++) {
 		read_setting(NAMES[i], was, sizeof was);
-		if (write_sysctl(NAMES[i], "gwsim-escape")) {
+		if (write_file(NAMES[i], "gwsim-escape")) {
 			changed = 1;
-			write_sysctl(NAMES[i], was);
+			write_file(NAMES[i], was);
 		}
 	}
 	read_setting(BURST, was, sizeof was);
-	changed |= was[0] && write_sysctl(BURST, was);
+	changed |= was[0] && write_file(BURST, was);
 	return changed;
 }
 
-static int dot_dot(void)
-{
-	return write_at("/../../../../../../..", "dot-dot");
-}
+static int dot_dot(void) { return write_at("/../../../../../../..", "dot-dot"); }
 
 static int symlink_out(void)
 {
@@ -149,24 +137,20 @@ static int network(void)
 	return fd >= 0 && connect(fd, (struct sockaddr *)&sa, sizeof sa) == 0;
 }
 
-/* Keystrokes pushed into every terminal within reach. Were one the
- * workstation's, its shell would run the line once the run is over, which
- * only the test can see (HOST-DIR/terminal): a terminal of the gateway's
- * own takes them harmlessly, so the attempt itself reports nothing. */
+/* Keystrokes pushed into every terminal within reach: only the test sees
+ * whether a workstation shell ran them (HOST-DIR/terminal). */
 static int terminal(void)
 {
 	char line[4200];
 	int n = snprintf(line, sizeof line, "touch %s/terminal\n", host_dir);
 	int fds[4] = {0, 1, 2, open("/dev/tty", O_RDWR | O_NOCTTY)};
-	for (int i = 0; i < 4; i++) {
+	for (int i = 0; i < 4; i++)
 		for (int k = 0; fds[i] >= 0 && k < n; k++)
 			ioctl(fds[i], TIOCSTI, line + k);
-	}
 	return 0;
 }
 
-/* A directory descriptor left open by the caller would hold the
- * workstation's tree. */
+/* A directory descriptor left open by the caller holds the workstation's tree. */
 static int inherited_descriptor(void)
 {
 	int escaped = 0;
@@ -184,10 +168,7 @@ static int inherited_descriptor(void)
 	return escaped;
 }
 
-static int new_privileges(void)
-{
-	return prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) != 1;
-}
+static int new_privileges(void) { return prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) != 1; }
 
 static int user_namespace(void)
 {
@@ -275,15 +256,6 @@ static int listen_once(const char *port_file)
 		said[0] = '\0';
 	puts(strncmp(said, "host", 4) == 0 ? "nobody" : "connected");
 	return 0;
-}
-
-static int write_file(const char *path, const char *text)
-{
-	int fd = open(path, O_WRONLY);
-	int ok = fd >= 0 && write(fd, text, strlen(text)) == (ssize_t)strlen(text);
-	if (fd >= 0)
-		close(fd);
-	return ok;
 }
 
 static int without_user_namespaces(char *argv[])

@@ -54,6 +54,13 @@ gw_run() {
 	RC=$?
 }
 
+# bounded_run CMD...: gw_run with a time limit (LIMIT seconds, default 10);
+# RC 124 means it hung.
+bounded_run() {
+	timeout "${LIMIT:-10}" "$GWSIM" run "$GW" -- "$@" >"$OUT_FILE" 2>"$ERR_FILE" </dev/null
+	RC=$?
+}
+
 # gw_put PATH: writes standard input to PATH inside the gateway as a file of
 # the gateway's own (a gateway made by root belongs to an unprivileged user,
 # and its root may write only what that user owns).
@@ -164,6 +171,11 @@ expect_log_since() {
 	[ "$actual" = "$2" ] || show_diff "$1 since mark" "$2" "$actual"
 }
 
+# said PRINTED WRITES: printed the line PRINTED (or nothing), exited 0, and the
+# store log gained exactly WRITES since its mark.
+TCAPI_LOG=/var/log/tcapi.log
+said() { expect_stdout "$1${1:+$'\n'}"; expect_rc 0; expect_log_since $TCAPI_LOG "$2"; }
+
 # flash_hex DEV OFFSET LENGTH: the bytes of a partition file as hex.
 flash_hex() {
 	od -An -v -tx1 -j "$2" -N "$3" "$GW$1" | tr -d ' \n'
@@ -181,3 +193,33 @@ finish() {
 	printf '%d passed, %d failed\n' "$PASSED" "$FAILED"
 	[ "$FAILED" = 0 ]
 }
+
+# expect_out STATUS TEXT: the last run exited STATUS and printed exactly TEXT.
+expect_out() { expect_rc "$1"; expect_stdout "$2"; }
+# run_expect (bounded_expect) STATUS TEXT CMD...: gw_run (bounded_run) CMD, then expect_out.
+run_expect() { gw_run "${@:3}"; expect_out "$1" "$2"; }
+bounded_expect() { bounded_run "${@:3}"; expect_out "$1" "$2"; }
+# expect_clean: the last run exited 0 with nothing on stderr.
+expect_clean() { expect_rc 0; expect_stderr ""; }
+# plant KIND PATH [TARGET]: in place of PATH inside the gateway, a symlink (to
+# TARGET, /etc/planted-target unless given), a FIFO, a directory or a file.
+plant() {
+	rm -f "$GW$2"
+	case $1 in
+	symlink) ln -s "${3:-/etc/planted-target}" "$GW$2" ;;
+	fifo) mkfifo "$GW$2" ;;
+	directory) mkdir "$GW$2" ;;
+	file) echo 0 >"$GW$2" ;;
+	esac
+}
+# expect_planted KIND PATH: the link, FIFO or directory planted is still there.
+expect_planted() {
+	case $1 in
+	symlink) check "$2 is still the planted link" test -L "$GW$2" ;;
+	fifo) check "$2 is still the planted FIFO" test -p "$GW$2" ;;
+	directory) check "$2 is still the planted directory" test -d "$GW$2" ;;
+	esac
+}
+# The console's closing lines; hostile words (10,000 digits, bytes no charset decodes).
+OK=$'\nOK\n' ERROR=$'\nERROR\n'
+NINES=$(printf '%10000s' '' | tr ' ' 9) HIGH=$'\xff\xc8\x80.1.2.3'

@@ -2,15 +2,10 @@
 # Runs the README's transcripts and fails when a command's output differs.
 #   tests/readme/run.sh [FILE.md]      (default: README.md at the top)
 #
-# A transcript is an indented (4-space) block whose first line starts with
-# "$ ": every "$ " line is a command, run with bash in a scratch directory,
-# and the lines up to the next "$ " line or the end of the block are its
-# exact output (standard output and error together). Other indented blocks
-# (build commands, usage summaries) are never run. Each "##" or "###"
-# section runs on its own fresh gateway named "gateway", made on the first
-# transcript of the section; sim/ and build/ in the scratch directory lead
-# to the repository's sim/ and to the build in $GWSIM_BUILD, so commands
-# read as a user types them at the top of a checkout.
+# A transcript is a 4-space indented block starting "$ ": each "$ " line runs
+# with bash in a scratch directory, and the lines up to the next are its exact
+# output (stdout and stderr). Each "##"/"###" section gets a fresh gateway
+# "gateway"; sim/ and build/ there lead to the checkout's and $GWSIM_BUILD.
 set -u
 root=$(cd "$(dirname "$0")/../.." && pwd)
 readme=${1:-$root/README.md}

@@ -10,10 +10,7 @@
 
 namespace {
 
-struct XtoiCase {
-	const char *text;
-	uint32_t value;
-};
+struct XtoiCase { const char *text; uint32_t value; };
 
 TEST(LibXtoi, ReadsHexUpToTheFirstOtherCharacter)
 {
@@ -38,7 +35,6 @@ TEST(NoxCrc32, IsZlibCrcWithoutTheFinalInversion)
 	const unsigned char check[] = "123456789";
 	EXPECT_EQ(nox_crc32(check, 9), 0x340BC6D9u);
 	EXPECT_EQ(nox_crc32(check, 0), 0xFFFFFFFFu);
-
 	std::mt19937 rng(7);
 	// Lengths around the point where long buffers split into lanes, and odd tails.
 	for (size_t len : { 1u, 63u, 64u, 2047u, 2048u, 2053u, 65536u, 131071u, 131072u }) {

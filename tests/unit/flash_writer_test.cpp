@@ -13,8 +13,7 @@ constexpr size_t BLOCK = 0x10000;
 const char SCRATCH_DEV[] = "/dev/mtd9";
 const std::string UNTOUCHED(4 * BLOCK, '\xAA');
 
-// A four-block partition "scratch" whose untouched bytes are 0xAA, next to
-// the gateway's own list.
+// A four-block partition "scratch" of 0xAA bytes beside the gateway's own.
 class FlashWriter : public ::testing::Test {
 protected:
 	void SetUp() override
@@ -32,11 +31,8 @@ int feed(const std::string &piece, bool last)
 
 TEST_F(FlashWriter, StreamsFillBlocksInOrderAndPadTheLastWithZeros)
 {
-	const struct {
-		const char *name;
-		std::vector<size_t> pieces; // the last one is marked last
-		size_t blocks_written;      // blocks erased and programmed in all
-	} cases[] = {
+	// The last piece is marked last; blocks_written: erased and programmed in all.
+	const struct { const char *name; std::vector<size_t> pieces; size_t blocks_written; } cases[] = {
 		{ "small pieces in one block", { 100, 200, 50 }, 1 },
 		{ "pieces crossing a block", { 0xC000, 0xC000, 10 }, 2 },
 		{ "whole blocks, then an empty last piece", { BLOCK, BLOCK, 0 }, 3 },
@@ -74,7 +70,6 @@ TEST_F(FlashWriter, RefusalsAndIgnoredCalls)
 	EXPECT_EQ(writeFlash("scratch", nullptr, 10, 1), 0);
 	EXPECT_EQ(writeFlash("scratch", bytes_of("x"), -1, 1), 0);
 	EXPECT_TRUE(read_file(SCRATCH_DEV) == UNTOUCHED);
-
 	write_file("/tmp/not_a_partition", std::string(BLOCK, '\0'));
 	const struct { const char *name, *message; } refusals[] = {
 		{ "nosuch", "Could not open mtd device: nosuch\n" },

@@ -19,15 +19,13 @@ const char TCLINUX_MAIN[] = "/dev/mtd3";
 const char TCLINUX_BUFFER[] = "/dev/mtd4";
 const std::string DEFCFG = "<ROMFILE><Wan/></ROMFILE>";
 
-// Tests rewrite the boot block, the image partitions and the partition
-// list; the gateway's originals come back afterwards.
+// Tests rewrite the boot block, the image partitions and the partition list.
 class FirmwareFlash : public ::testing::Test {
 protected:
 	SavedFiles saved_{ "/proc/mtd", "/dev/mtd0", TCLINUX, TCLINUX_MAIN, TCLINUX_BUFFER };
 };
 
-// The identity the gateway's manufacturing record carries, so an image built
-// from it passes the model and chip checks.
+// The record's identity, so an image built from it passes the model and chip checks.
 FwTag gateway_identity(uint32_t version, const char *internal)
 {
 	unsigned char mrd[MRD_SIZE];
@@ -93,8 +91,7 @@ std::string active_internal_version()
 	return std::string(decode(std::string(reinterpret_cast<char *>(raw), sizeof raw)).internalVersion) + "|" + out;
 }
 
-// The tag cache lives as long as the process, so a fresh one is looked at in
-// a child, which exits 0 when it saw what it should.
+// The tag cache lives as long as the process: a child sees a fresh one.
 TEST_F(FirmwareFlash, SecondTagReadInOneProcessComesFromMemory)
 {
 	put_file_bytes(TCLINUX, 0, image_of(1, "cached"));

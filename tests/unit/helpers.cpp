@@ -29,23 +29,6 @@ void write_file(const char *path, const std::string &data)
 	fclose(f);
 }
 
-std::string capture_stdout_begin_end(void (*fn)(void *), void *arg)
-{
-	fflush(stdout);
-	char path[] = "/tmp/capture.XXXXXX";
-	int fd = mkstemp(path);
-	int saved = dup(1);
-	dup2(fd, 1);
-	fn(arg);
-	fflush(stdout);
-	dup2(saved, 1);
-	close(saved);
-	close(fd);
-	std::string out = read_file(path);
-	unlink(path);
-	return out;
-}
-
 std::string capture_fd_begin_end(int fd_to_capture, void (*fn)(void *), void *arg)
 {
 	fflush(stdout);

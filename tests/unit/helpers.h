@@ -9,25 +9,15 @@
 std::string read_file(const char *path);
 void write_file(const char *path, const std::string &data);
 
-// Runs fn with stdout redirected and returns what it printed.
-template <typename Fn>
-std::string capture_stdout(Fn fn);
-
-std::string capture_stdout_begin_end(void (*fn)(void *), void *arg);
-
-template <typename Fn>
-std::string capture_stdout(Fn fn)
-{
-	return capture_stdout_begin_end([](void *p) { (*static_cast<Fn *>(p))(); }, &fn);
-}
-
-// As capture_stdout, for stderr.
+// Runs fn with stdout (stderr) redirected and returns what it printed.
 std::string capture_fd_begin_end(int fd, void (*fn)(void *), void *arg);
-template <typename Fn>
-std::string capture_stderr(Fn fn)
+template <int FD, typename Fn>
+std::string capture_fd(Fn fn)
 {
-	return capture_fd_begin_end(2, [](void *p) { (*static_cast<Fn *>(p))(); }, &fn);
+	return capture_fd_begin_end(FD, [](void *p) { (*static_cast<Fn *>(p))(); }, &fn);
 }
+template <typename Fn> std::string capture_stdout(Fn fn) { return capture_fd<1>(fn); }
+template <typename Fn> std::string capture_stderr(Fn fn) { return capture_fd<2>(fn); }
 
 // The bytes of a string, as the flash and image functions take them.
 inline const unsigned char *bytes_of(const std::string &s)
@@ -35,16 +25,13 @@ inline const unsigned char *bytes_of(const std::string &s)
 	return reinterpret_cast<const unsigned char *>(s.data());
 }
 
-// LEN bytes of a repeatable pattern that differs with SEED and has no short
-// period, so a block written to the wrong place shows.
+// LEN bytes of a pattern by SEED with no short period: misplaced blocks show.
 std::string test_pattern(size_t len, unsigned seed);
 
-// Replaces bytes at OFFSET of a gateway file, keeping its size; a test
-// failure when they would not fit.
+// Replaces bytes at OFFSET of a gateway file, keeping its size (else a failure).
 void put_file_bytes(const char *path, size_t offset, const std::string &data);
 
-// Keeps the contents of gateway files and puts them back when it goes; a
-// file that was absent is removed again.
+// Puts gateway files back as they were when it goes (absent ones removed).
 class SavedFiles {
 public:
 	SavedFiles(std::initializer_list<const char *> paths);
@@ -53,11 +40,7 @@ public:
 	SavedFiles &operator=(const SavedFiles &) = delete;
 
 private:
-	struct Saved {
-		const char *path;
-		bool existed;
-		std::string data;
-	};
+	struct Saved { const char *path; bool existed; std::string data; };
 	std::vector<Saved> saved_;
 };
 

@@ -1,6 +1,5 @@
-// The hex dump's word mode serves the gateway's register windows, whose
-// addresses no workstation buffer has: the mode choice is tested on the
-// numbers, the word-mode layout on an ordinary buffer.
+// Word mode serves register windows no workstation buffer has: the mode
+// choice is tested on the numbers, the layout on an ordinary buffer.
 #include <gtest/gtest.h>
 
 #include "factory/factory_cmds.h"
@@ -18,10 +17,7 @@ uintptr_t with_top_byte(unsigned top, uintptr_t low)
 
 TEST(DumpMemory, ModeFollowsTheTopByteOfTheWholePointer)
 {
-	struct Case {
-		uintptr_t address;
-		DumpMode mode;
-	} cases[] = {
+	struct Case { uintptr_t address; DumpMode mode; } cases[] = {
 		{ with_top_byte(0xFF, 0x1234), DumpMode::Word },
 		{ with_top_byte(0xBC, 0), DumpMode::Word },
 		{ with_top_byte(0xBD, 0), DumpMode::Byte },
@@ -31,8 +27,7 @@ TEST(DumpMemory, ModeFollowsTheTopByteOfTheWholePointer)
 	for (const Case &c : cases)
 		EXPECT_EQ(dump_mode_for(c.address), c.mode) << std::hex << c.address;
 	if (PTR_BITS == 64) {
-		// A register-window address as a 32-bit CPU sees it is an ordinary
-		// low address on a 64-bit host.
+		// A 32-bit register-window address is a low address on a 64-bit host.
 		EXPECT_EQ(dump_mode_for(0xBC000000u), DumpMode::Byte);
 		EXPECT_EQ(dump_mode_for(0xFF000000u), DumpMode::Byte);
 	}
@@ -48,8 +43,7 @@ TEST(DumpMemory, WordModeShowsWholeWordsInMemoryOrder)
 	// 20 bytes: a full line of four words, then one word, no dash.
 	EXPECT_EQ(capture_stdout([&] { dump_memory_as(mem, 20, DumpMode::Word); }),
 		  "\n\t \ta0 a1 a2 a3 a4 a5 a6 a7 a8 a9 aa ab ac ad ae af \n\t \tb0 b1 b2 b3 \n\r\n");
-	// Unaligned: back to the word's start, four bytes more; 5 bytes round
-	// up to whole words.
+	// Unaligned: back to the word's start, four bytes more; 5 round up to words.
 	EXPECT_EQ(capture_stdout([&] { dump_memory_as(mem + 6, 5, DumpMode::Word); }),
 		  "\n\t \ta4 a5 a6 a7 a8 a9 aa ab ac ad ae af \n\r\n");
 }

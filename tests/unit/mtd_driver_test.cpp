@@ -1,6 +1,5 @@
-// The MTD driver's answers on a NOR partition, as the kernel's driver gives
-// them; the simulated gateway's partition files must give the same. The
-// kernel tier runs these on the kernel's own driver too (gwsim kernel).
+// The MTD driver's answers on a NOR partition: the simulated gateway's
+// partition files answer as the kernel's driver, which the kernel tier runs.
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -40,8 +39,7 @@ protected:
 	{
 		if (fd_ < 0)
 			return;
-		// Back as it was: a partition file cut to its size again, the
-		// kernel's device written over.
+		// A partition file is cut to its size again; the kernel's device written over.
 		ASSERT_EQ(pwrite(fd_, saved_.data(), saved_.size(), 0), SIZE);
 		struct stat st;
 		if (fstat(fd_, &st) == 0 && S_ISREG(st.st_mode)) {
@@ -53,12 +51,7 @@ protected:
 	int fd_ = -1;
 };
 
-struct WriteCase {
-	off_t offset;
-	size_t len;
-	ssize_t written;
-	int err;
-};
+struct WriteCase { off_t offset; size_t len; ssize_t written; int err; };
 
 TEST_F(MtdDriver, WritesStopAtThePartitionsEnd)
 {
@@ -108,13 +101,8 @@ TEST_F(MtdDriver, TruncatingOpenKeepsThePartition)
 	EXPECT_EQ(read_file(DEV), saved_);
 }
 
-struct RequestCase {
-	const char *what;
-	unsigned long request;
-	loff_t offset; // MEMGETBADBLOCK's argument
-	int rc;
-	int err;
-};
+// offset: MEMGETBADBLOCK's argument.
+struct RequestCase { const char *what; unsigned long request; loff_t offset; int rc, err; };
 
 TEST_F(MtdDriver, RequestsAreAnsweredAsOnNor)
 {
@@ -128,11 +116,7 @@ TEST_F(MtdDriver, RequestsAreAnsweredAsOnNor)
 		{ "an unknown request", _IO('M', 0x7f), 0, -1, ENOTTY },
 	};
 	for (const RequestCase &c : cases) {
-		union {
-			loff_t offset;
-			int count;
-			mtd_ecc_stats stats;
-		} arg;
+		union { loff_t offset; int count; mtd_ecc_stats stats; } arg;
 		memset(&arg, 0x5A, sizeof arg);
 		if (c.request == MEMGETBADBLOCK)
 			arg.offset = c.offset;

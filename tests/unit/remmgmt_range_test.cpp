@@ -4,12 +4,7 @@
 
 namespace {
 
-struct RangeCase {
-	RangeEnd end;
-	const char *typed;
-	const char *other;
-	RangeCheck expected;
-};
+struct RangeCase { RangeEnd end; const char *typed, *other; RangeCheck expected; };
 
 constexpr RangeEnd B = RangeEnd::Begin;
 constexpr RangeEnd E = RangeEnd::End;
@@ -27,16 +22,14 @@ TEST(CheckRangeEnd, OrdersTheEndsOfASourceRange)
 		{ B, "10.0.0.1", "200.0.0.1", RangeCheck::Ordered },
 		{ E, "200.0.0.1", "10.0.0.1", RangeCheck::Ordered },
 		{ E, "10.0.0.1", "200.0.0.1", RangeCheck::Ipv4Reversed },
-		// IPv6 word by word: an earlier larger word does not excuse a later
-		// smaller one.
+		// IPv6 word by word: an earlier larger word does not excuse a later smaller.
 		{ E, "2001:db8::2", "2001:db8::1", RangeCheck::Ordered },
 		{ E, "2001:db9::", "2001:db8::1", RangeCheck::Ipv6Reversed },
 		{ B, "2001:db8::1", "2001:db9::", RangeCheck::Ipv6Reversed },
 		{ B, "2001:db8::1", "2001:db9::1", RangeCheck::Ordered },
 		{ E, "2001:db8::ff00", "2001:db8::1ff", RangeCheck::Ordered }, // words are numbers, not bytes
 		{ B, "2001:db8::ff00", "2001:db8::1ff", RangeCheck::Ipv6Reversed },
-		// The other end leaves the range open when unused, unset, unparsable
-		// or of the other family.
+		// The other end unused, unset, unparsable or of the other family: open.
 		{ B, "10.0.0.9", "0.0.0.0", RangeCheck::Ordered },
 		{ E, "2001:db8::1", "0.0.0.0", RangeCheck::Ordered },
 		{ B, "10.0.0.9", "", RangeCheck::Ordered },
@@ -52,10 +45,9 @@ TEST(CheckRangeEnd, OrdersTheEndsOfASourceRange)
 		{ E, " 10.0.0.1", "0.0.0.0", RangeCheck::NotAnAddress },
 		{ E, "10.0.0.1\xC8", "0.0.0.0", RangeCheck::NotAnAddress },
 	};
-	for (const RangeCase &c : cases) {
+	for (const RangeCase &c : cases)
 		EXPECT_EQ(check_range_end(c.end, c.typed, c.other), c.expected)
 			<< (c.end == B ? "begin " : "end ") << c.typed << " other " << (c.other ? c.other : "(null)");
-	}
 }
 
 } // namespace

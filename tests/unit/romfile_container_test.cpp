@@ -76,8 +76,7 @@ TEST(ContainerHeader, LengthNumber)
 	EXPECT_FALSE(isCompressedConfigFile("<compressed  len=5>"));
 }
 
-// Each size is encoded, its chunks read back by the test's own parser and
-// zlib's adler32, and the container decoded again; so is the test's own.
+// Each size's chunks are read back by the test's parser and zlib's adler32.
 TEST(ContainerCodec, BlockBoundariesAndGrowth)
 {
 	for (size_t n : { 0u, 1u, 31u, 32u, 65535u, 65536u, 65537u, 131072u }) {
@@ -98,9 +97,8 @@ TEST(ContainerCodec, BlockBoundariesAndGrowth)
 				image += block;
 				continue;
 			}
-			// Stored tail: checksum of the real bytes, payload from the
-			// compressor's scratch (zeros, or the previous block's output);
-			// the decoder keeps that payload and says so.
+			// Stored tail: checksum of the real bytes, payload from the compressor's
+			// scratch (zeros, or the previous block's); the decoder says so.
 			EXPECT_EQ(c.options, 0u) << n;
 			EXPECT_EQ(c.checksum, zlib_adler(block));
 			EXPECT_EQ(c.payload, i == 0 ? std::string(block.size(), '\0') : chunks[i - 1].payload.substr(0, block.size()));
@@ -198,8 +196,7 @@ TEST(ContainerEncoder, EncodesInPlaceOnlyWhenTheContainerFitsAndWritesFiles)
 	EXPECT_NE(out.find("Error: file /tmp/plain.lz already exists. Aborted.\n\n"), std::string::npos);
 }
 
-// /tmp is world-writable: whatever another user planted at the work file is
-// refused with the open failure, never followed, never waited on.
+// Whatever another user planted at the /tmp work file is refused, never followed.
 TEST(ContainerEncoder, WorkFileRefusesWhatWasPlantedThere)
 {
 	const char *work = "/tmp/tmp_compress", *target = "/tmp/tmp_compress.target";

@@ -16,8 +16,7 @@ void put_le(std::string *s, uint32_t v, int bytes)
 		s->push_back(static_cast<char>(v >> (8 * i)));
 }
 
-// Values drawn in a fixed order, whatever order the compiler evaluates
-// arguments in.
+// Values drawn in a fixed order, whatever the argument evaluation order.
 struct Draw {
 	std::mt19937 rng;
 	unsigned operator()(unsigned mod) { return static_cast<unsigned>(rng() % mod); }

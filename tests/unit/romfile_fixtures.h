@@ -5,8 +5,7 @@
 #include <cstdint>
 #include <string>
 
-// A gateway configuration of a few hundred nodes, "<ROMFILE>" to
-// "</ROMFILE>\n", at least MIN_LEN bytes long.
+// A gateway configuration "<ROMFILE>" to "</ROMFILE>\n" of at least MIN_LEN bytes.
 std::string gateway_romfile(size_t min_len);
 // Exactly N bytes cut from gateway configuration text.
 std::string config_bytes(size_t n);
@@ -20,8 +19,7 @@ std::string stored_chunk(const std::string &block);
 // "<compressed len=N>" header padded to 40 bytes, then the stream.
 std::string make_container(const std::string &stream);
 std::string make_container_declaring(const std::string &stream, const std::string &number);
-// The chunk stream of TEXT as the gateway writes it, by the test's encoder
-// (whole blocks compressed, a short last block stored with its own bytes).
+// TEXT's chunk stream by the test's encoder (a short last block stored as is).
 std::string independent_stream(const std::string &text);
 
 // A 128 KiB romfile partition image: IMAGE, 0xFF padding, trailer.

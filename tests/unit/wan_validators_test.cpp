@@ -4,10 +4,7 @@
 
 namespace {
 
-struct TextCase {
-	const char *text;
-	bool valid;
-};
+struct TextCase { const char *text; bool valid; };
 
 TEST(IsValidIpv4Addr, AcceptsUsableHostAddressesOnly)
 {
@@ -26,9 +23,8 @@ TEST(IsValidIpv4Addr, AcceptsUsableHostAddressesOnly)
 		{ "1.2.3", false }, { "1.2.3.4.5", false }, { "1,2.3.4", false }, { " 1.2.3.4", false },
 		{ "1.2.3.4\n", false }, { "", false },
 		{ "1.2.3.\xC8", false }, { "\xB9.2.3.4", false }, // bytes above 127
-		// Octets accumulate in wrapping 32-bit arithmetic and are compared
-		// signed: 4294967296 wraps to 0, 4294967551 to 255, 4294967552 to 256
-		// and 999999999999 to a negative number.
+		// Octets wrap at 32 bits and compare signed: 4294967296 is 0, 4294967551
+		// 255, 4294967552 256 and 999999999999 negative.
 		{ "1.4294967296..", true }, { "1.4294967551..", true }, { "1.4294967552..", false },
 		{ "999999999999...", true },
 	};
@@ -50,7 +46,6 @@ TEST(IsValidSubnetMask, AcceptsTheCanonicalMasksExactly)
 	static_assert(sizeof masks / sizeof masks[0] == 33, "one mask per prefix length 0-32");
 	for (const char *mask : masks)
 		EXPECT_TRUE(is_valid_subnet_mask(mask)) << mask;
-
 	const char *const near_misses[] = {
 		"255.255.255.00", "255.255.0.255", "255.255.255.1",	"255.255.255.253", "255.255.255.0 ",
 		" 255.255.255.0", "255.255.255",   "0255.255.255.0",	"255.255.255.0.0", "255.255.255.256",
