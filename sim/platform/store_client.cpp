@@ -258,10 +258,11 @@ int store_call_flash(char op, const char *node)
 	size_t n = 0;
 	if (node)
 		words[n++] = node;
+	// Most of the environment is passed over at its first byte.
 	for (const char *name : STORE_FLASH_SETTINGS) {
 		size_t len = strlen(name);
 		for (char **e = environ; e && *e; e++) {
-			if (strncmp(*e, name, len) == 0 && (*e)[len] == '=') {
+			if ((*e)[0] == name[0] && strncmp(*e, name, len) == 0 && (*e)[len] == '=') {
 				words[n++] = *e;
 				break;
 			}
