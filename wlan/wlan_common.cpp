@@ -36,12 +36,9 @@ const WlanSecurityMode wlan_security_modes[WLAN_SECURITY_MODE_COUNT] = {
 	{ "wpawpa2", 7, "WPA1WPA2", WlanKeying::Radius },
 };
 
-namespace {
-
-// PREFIX and NUMBER in decimal, cut to SIZE bytes with its terminator as
-// snprintf cuts it. The display names dozens of slots, each a store read:
-// spelled out here, a name costs a few instructions, not a formatted print.
-void name_with_number(char *name, size_t size, const char *prefix, size_t number)
+// The display names dozens of slots, each a store read: spelled out here, a
+// name costs a few instructions, not a formatted print.
+void wlan_numbered_name(char *name, size_t size, const char *prefix, size_t number)
 {
 	if (size == 0)
 		return;
@@ -59,16 +56,14 @@ void name_with_number(char *name, size_t size, const char *prefix, size_t number
 	name[len] = '\0';
 }
 
-} // namespace
-
 void wlan_entry_node(char *name, size_t size, size_t index)
 {
-	name_with_number(name, size, "WLan_Entry", index);
+	wlan_numbered_name(name, size, "WLan_Entry", index);
 }
 
 void wlan_mac_attr(char *name, size_t size, int slot)
 {
-	name_with_number(name, size, "WLan_MAC", static_cast<size_t>(slot));
+	wlan_numbered_name(name, size, "WLan_MAC", static_cast<size_t>(slot));
 }
 
 bool wlan_read(const char *node, const char *attr, char *buf, size_t size)

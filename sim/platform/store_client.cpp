@@ -58,13 +58,12 @@ bool refuse_planted()
 	return true;
 }
 
+const struct sockaddr_un DAEMON_ADDRESS = {AF_UNIX, GW_STORE_SOCKET};
+
 // A connection to the daemon with its time-outs set, or -1 after saying why.
 int connect_daemon(time_t wait_s)
 {
-	struct sockaddr_un addr;
-	memset(&addr, 0, sizeof addr);
-	addr.sun_family = AF_UNIX;
-	memcpy(addr.sun_path, GW_STORE_SOCKET, sizeof GW_STORE_SOCKET);
+	const struct sockaddr_un &addr = DAEMON_ADDRESS;
 	useconds_t waited = 0, pause = CONNECT_FIRST_PAUSE_US;
 	for (;;) {
 		if (refuse_planted())
@@ -76,7 +75,7 @@ int connect_daemon(time_t wait_s)
 				close(fd);
 			return -1;
 		}
-		if (connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0)
+		if (connect(fd, reinterpret_cast<const struct sockaddr *>(&addr), sizeof addr) == 0)
 			return fd;
 		int err = errno;
 		close(fd);
@@ -124,9 +123,13 @@ int recv_all(int fd, unsigned char *data, size_t len)
 // heap; nullptr when it is too long for the daemon.
 unsigned char *request_frame(char op, const char *const *words, size_t count, unsigned char *small, size_t *len)
 {
-	size_t body = 1;
-	for (size_t i = 0; i < count; i++)
-		body += strlen(words[i]) + 1;
+	size_t body = 1, lengths[STORE_WORDS_MAX];
+	if (count > STORE_WORDS_MAX)
+		return nullptr;
+	for (size_t i = 0; i < count; i++) {
+		lengths[i] = strlen(words[i]) + 1;
+		body += lengths[i];
+	}
 	if (body > STORE_REQUEST_MAX)
 		return nullptr;
 	unsigned char *frame = STORE_FRAME_HEADER + body <= STORE_SMALL_FRAME
@@ -138,9 +141,8 @@ unsigned char *request_frame(char op, const char *const *words, size_t count, un
 	unsigned char *p = frame + STORE_FRAME_HEADER;
 	*p++ = static_cast<unsigned char>(op);
 	for (size_t i = 0; i < count; i++) {
-		size_t n = strlen(words[i]) + 1;
-		memcpy(p, words[i], n);
-		p += n;
+		memcpy(p, words[i], lengths[i]);
+		p += lengths[i];
 	}
 	*len = STORE_FRAME_HEADER + body;
 	return frame;
@@ -237,9 +239,11 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 	return true;
 }
 
+// Nearly every reply fits the small buffer: nothing to free.
 void store_reply_release(StoreReply *reply)
 {
-	free(reply->frame);
+	if (reply->frame)
+		free(reply->frame);
 	reply->frame = nullptr;
 }
 
