@@ -1,28 +1,15 @@
 #include "lib/console_ctrl.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "lib/safe_file.h"
+
 namespace {
 
 constexpr const char CONSOLE_CTRL_FILE[] = "/proc/tc3162/tcci_cmd";
-
-bool write_all(int fd, const char *text, size_t len)
-{
-	while (len > 0) {
-		ssize_t n = write(fd, text, len);
-		if (n < 0 && errno == EINTR)
-			continue;
-		if (n <= 0)
-			return false;
-		text += n;
-		len -= static_cast<size_t>(n);
-	}
-	return true;
-}
 
 } // namespace
 

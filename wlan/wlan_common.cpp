@@ -61,9 +61,24 @@ void wlan_entry_node(char *name, size_t size, size_t index)
 	wlan_numbered_name(name, size, "WLan_Entry", index);
 }
 
-void wlan_mac_attr(char *name, size_t size, int slot)
+namespace {
+
+// Every slot's attribute, spelled out once: the display and the journal's
+// replay walk all the slots of an SSID, a store read each.
+const char *const MAC_ATTRS[] = {
+	"WLan_MAC0", "WLan_MAC1", "WLan_MAC2", "WLan_MAC3", "WLan_MAC4", "WLan_MAC5", "WLan_MAC6",
+	"WLan_MAC7", "WLan_MAC8", "WLan_MAC9", "WLan_MAC10", "WLan_MAC11", "WLan_MAC12", "WLan_MAC13",
+	"WLan_MAC14", "WLan_MAC15", "WLan_MAC16", "WLan_MAC17", "WLan_MAC18", "WLan_MAC19", "WLan_MAC20",
+	"WLan_MAC21", "WLan_MAC22", "WLan_MAC23", "WLan_MAC24", "WLan_MAC25", "WLan_MAC26", "WLan_MAC27",
+	"WLan_MAC28", "WLan_MAC29", "WLan_MAC30", "WLan_MAC31"
+};
+static_assert(sizeof MAC_ATTRS / sizeof MAC_ATTRS[0] == WLAN_MAC_SLOTS, "one attribute per slot");
+
+} // namespace
+
+const char *wlan_mac_attr(int slot)
 {
-	wlan_numbered_name(name, size, "WLan_MAC", static_cast<size_t>(slot));
+	return MAC_ATTRS[slot];
 }
 
 bool wlan_read(const char *node, const char *attr, char *buf, size_t size)

@@ -23,8 +23,8 @@ constexpr int WLAN_MAC_SLOTS = 32;
 void wlan_numbered_name(char *name, size_t size, const char *prefix, size_t number);
 // "WLan_Entry<index>".
 void wlan_entry_node(char *name, size_t size, size_t index);
-// "WLan_MAC<slot>".
-void wlan_mac_attr(char *name, size_t size, int slot);
+// "WLan_MAC<slot>", SLOT from 0 to WLAN_MAC_SLOTS - 1.
+const char *wlan_mac_attr(int slot);
 
 // Clears buf, then reads NODE ATTR into it (bounded). A value that cannot be
 // read stays the empty text. True when found.

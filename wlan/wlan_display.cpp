@@ -115,10 +115,9 @@ void show_mac_filter(const char *node)
 	else
 		puts("restrictmode:\tdisable");
 	size_t shown_count = 0;
-	char attr[WLAN_NAME_SIZE], label[WLAN_NAME_SIZE];
+	char label[WLAN_NAME_SIZE];
 	for (int slot = 0; slot < WLAN_MAC_SLOTS; slot++) {
-		wlan_mac_attr(attr, sizeof attr, slot);
-		Value mac = read_value(node, attr);
+		Value mac = read_value(node, wlan_mac_attr(slot));
 		if (wlan_slot_is_free(mac.text))
 			continue;
 		wlan_numbered_name(label, sizeof label, "mac", shown_count++);

@@ -11,10 +11,9 @@
 #include <unistd.h>
 
 #include "gateway_paths.h"
+#include "lib/safe_file.h"
 #include "sim_store.h"
 #include "store_protocol.h"
-
-extern char **environ;
 
 namespace {
 
@@ -30,9 +29,12 @@ constexpr useconds_t CONNECT_WAIT_US = 10000000;
 // library blocks without end.
 constexpr time_t REPLY_WAIT_S = 10;
 constexpr time_t FLASH_REPLY_WAIT_S = 120;
+// What the library says goes straight to standard error's descriptor
+// (unbuffered as the stream is): the library then needs no stream of the C
+// library's, and its loading no lookup for one.
 void say_unreachable(const char *why)
 {
-	fprintf(stderr, "tcapi: cannot reach the configuration daemon: %s\n", why);
+	dprintf(STDERR_FILENO, "tcapi: cannot reach the configuration daemon: %s\n", why);
 }
 
 bool is_transient(int err)
@@ -181,14 +183,36 @@ Exchange read_reply(int fd, StoreReply *reply, size_t *len)
 	return REPLIED;
 }
 
-// One connection, one request, one reply (its body length in *LEN).
+// A process's reads share one connection, kept open between them: a display
+// reads dozens of values, and making a connection costs more than a read.
+// The daemon ends a connection a while after it was made, and answers every
+// request it has read before; a read that finds its connection ended is
+// asked again on a fresh one (store_request). A change, a commit or a save
+// has a connection of its own, as one whose reply was lost is not asked
+// again.
+int held_read_fd = -1;
+
+bool is_read(char op)
+{
+	return op == STORE_GET || op == STORE_SHOW;
+}
+
+// One request, one reply (its body length in *LEN): a read on the held
+// connection when there is one, anything else on a fresh connection. A
+// read's connection is held when it replied.
 Exchange exchange(char op, const unsigned char *request, size_t *len, StoreReply *reply)
 {
-	int fd = connect_daemon(op == STORE_SAVE || op == STORE_COMMIT ? FLASH_REPLY_WAIT_S : REPLY_WAIT_S);
+	int fd = is_read(op) ? held_read_fd : -1;
+	held_read_fd = is_read(op) ? -1 : held_read_fd;
+	if (fd < 0)
+		fd = connect_daemon(op == STORE_SAVE || op == STORE_COMMIT ? FLASH_REPLY_WAIT_S : REPLY_WAIT_S);
 	if (fd < 0)
 		return NO_DAEMON;
 	Exchange how = send_all(fd, request, *len) ? read_reply(fd, reply, len) : NOT_SENT;
-	close(fd);
+	if (how == REPLIED && is_read(op))
+		held_read_fd = fd;
+	else
+		close(fd);
 	return how;
 }
 
@@ -205,12 +229,13 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 		return false;
 	}
 	// A daemon that dies (killed, or in a power cut) drops the requests it
-	// has not answered; the init starts it again at once. A read lost so
-	// is asked again of the new daemon; a change is not, as the old one
-	// may have made it.
+	// has not answered; the init starts it again at once. A read lost so,
+	// or on a held connection the daemon has ended, is asked again on a
+	// fresh connection; a change is not, as the old daemon may have made
+	// it.
 	size_t len = request_len;
 	Exchange how = exchange(op, request, &len, reply);
-	if ((op == STORE_GET || op == STORE_SHOW) && (how == NOT_SENT || how == NO_REPLY)) {
+	if (is_read(op) && (how == NOT_SENT || how == NO_REPLY)) {
 		store_reply_release(reply);
 		len = request_len;
 		how = exchange(op, request, &len, reply);
@@ -232,7 +257,7 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 		return false;
 	}
 	if (complaints)
-		fwrite(body + STORE_REPLY_HEADER, 1, complaints, stderr);
+		write_all(STDERR_FILENO, body + STORE_REPLY_HEADER, complaints);
 	reply->result = static_cast<int32_t>(be32_get(body));
 	reply->answer = reinterpret_cast<const char *>(body + STORE_REPLY_HEADER + complaints);
 	reply->answer_len = len - STORE_REPLY_HEADER - complaints;
@@ -262,15 +287,12 @@ int store_call_flash(char op, const char *node)
 	size_t n = 0;
 	if (node)
 		words[n++] = node;
-	// Most of the environment is passed over at its first byte.
+	// getenv's value lies within its NAME=VALUE entry of the environment:
+	// the entry is the word.
 	for (const char *name : STORE_FLASH_SETTINGS) {
-		size_t len = strlen(name);
-		for (char **e = environ; e && *e; e++) {
-			if ((*e)[0] == name[0] && strncmp(*e, name, len) == 0 && (*e)[len] == '=') {
-				words[n++] = *e;
-				break;
-			}
-		}
+		const char *value = getenv(name);
+		if (value)
+			words[n++] = value - strlen(name) - 1;
 	}
 	return store_call(op, words, n);
 }

@@ -1,6 +1,7 @@
 // The configuration daemon's client side: one request, one reply, each
 // call bounded in time, so a daemon that is missing, stuck or gone is a
-// failed store call and never a hung command. Used by the store library
+// failed store call and never a hung command. A process's reads share one
+// connection; each change has its own. Used by the store library
 // (libtcapi.so) and by the command-line client.
 #pragma once
 
