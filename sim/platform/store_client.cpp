@@ -264,13 +264,6 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 	return true;
 }
 
-// Nearly every reply fits the small buffer: nothing to free.
-void store_reply_release(StoreReply *reply)
-{
-	if (reply->frame)
-		free(reply->frame);
-	reply->frame = nullptr;
-}
 
 int store_call(char op, const char *const *words, size_t count)
 {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdlib>
 
 // Requests and replies of this size or less (nearly all) need no buffer
 // from the heap.
@@ -27,7 +28,15 @@ struct StoreReply {
 // was no reply (said in one "tcapi: " line on standard error).
 bool store_request(char op, const char *const *words, size_t count, StoreReply *reply);
 
-void store_reply_release(StoreReply *reply);
+// Frees a longer reply's buffer; nearly every reply fits the small one, and
+// then this costs a test.
+inline void store_reply_release(StoreReply *reply)
+{
+	if (reply->frame) {
+		free(reply->frame);
+		reply->frame = nullptr;
+	}
+}
 
 // OP's result, or SIM_STORE_FAULT when no reply came; the answer is dropped.
 int store_call(char op, const char *const *words, size_t count);
