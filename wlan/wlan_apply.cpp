@@ -72,7 +72,7 @@ struct SsidReplay {
 	const WlanJournal &j;
 	int index;
 	size_t ap;
-	char node[WLAN_NAME_SIZE];
+	const char *node;
 	WlanApplyMode mode;
 
 	const char *text(size_t field) const { return wlan_journal_text(j, ap + field); }
@@ -204,8 +204,7 @@ void replay_mac_deletions(const SsidReplay &r)
 
 void replay_ssid(const WlanJournal &j, size_t index, WlanApplyMode mode)
 {
-	SsidReplay r = { j, static_cast<int>(index), wlan_ap_offset(index), {}, mode };
-	wlan_entry_node(r.node, sizeof r.node, index);
+	SsidReplay r = { j, static_cast<int>(index), wlan_ap_offset(index), wlan_entry_node(index), mode };
 	replay_switches(r);
 	replay_security(r);
 	replay_restrict_mode(r);

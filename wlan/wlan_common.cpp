@@ -1,6 +1,5 @@
 #include "wlan/wlan_common.h"
 
-#include <cstdio>
 #include <cstdlib>
 
 #include "shell/store.h"
@@ -36,35 +35,14 @@ const WlanSecurityMode wlan_security_modes[WLAN_SECURITY_MODE_COUNT] = {
 	{ "wpawpa2", 7, "WPA1WPA2", WlanKeying::Radius },
 };
 
-// The display names dozens of slots, each a store read: spelled out here, a
-// name costs a few instructions, not a formatted print.
-void wlan_numbered_name(char *name, size_t size, const char *prefix, size_t number)
-{
-	if (size == 0)
-		return;
-	char digits[24];
-	size_t count = 0;
-	do {
-		digits[count++] = static_cast<char>('0' + number % 10);
-		number /= 10;
-	} while (number);
-	size_t len = 0;
-	for (; *prefix && len + 1 < size; prefix++)
-		name[len++] = *prefix;
-	while (count && len + 1 < size)
-		name[len++] = digits[--count];
-	name[len] = '\0';
-}
-
-void wlan_entry_node(char *name, size_t size, size_t index)
-{
-	wlan_numbered_name(name, size, "WLan_Entry", index);
-}
-
 namespace {
 
-// Every slot's attribute, spelled out once: the display and the journal's
-// replay walk all the slots of an SSID, a store read each.
+// Every SSID's node and every slot's attribute, spelled out once: the
+// display and the journal's replay walk all the slots of an SSID, a store
+// read each.
+const char *const ENTRY_NODES[] = {"WLan_Entry0", "WLan_Entry1", "WLan_Entry2", "WLan_Entry3"};
+static_assert(sizeof ENTRY_NODES / sizeof ENTRY_NODES[0] == WLAN_SSID_COUNT, "one node per SSID");
+
 const char *const MAC_ATTRS[] = {
 	"WLan_MAC0", "WLan_MAC1", "WLan_MAC2", "WLan_MAC3", "WLan_MAC4", "WLan_MAC5", "WLan_MAC6",
 	"WLan_MAC7", "WLan_MAC8", "WLan_MAC9", "WLan_MAC10", "WLan_MAC11", "WLan_MAC12", "WLan_MAC13",
@@ -75,6 +53,11 @@ const char *const MAC_ATTRS[] = {
 static_assert(sizeof MAC_ATTRS / sizeof MAC_ATTRS[0] == WLAN_MAC_SLOTS, "one attribute per slot");
 
 } // namespace
+
+const char *wlan_entry_node(size_t index)
+{
+	return ENTRY_NODES[index];
+}
 
 const char *wlan_mac_attr(int slot)
 {

@@ -18,11 +18,8 @@ constexpr size_t WLAN_NAME_SIZE = 16;
 // The MAC filter slots of one SSID in the store.
 constexpr int WLAN_MAC_SLOTS = 32;
 
-// PREFIX and NUMBER in decimal, cut to SIZE bytes with its terminator as
-// snprintf cuts it.
-void wlan_numbered_name(char *name, size_t size, const char *prefix, size_t number);
-// "WLan_Entry<index>".
-void wlan_entry_node(char *name, size_t size, size_t index);
+// "WLan_Entry<index>", INDEX from 0 to WLAN_SSID_COUNT - 1.
+const char *wlan_entry_node(size_t index);
 // "WLan_MAC<slot>", SLOT from 0 to WLAN_MAC_SLOTS - 1.
 const char *wlan_mac_attr(int slot);
 

@@ -10,6 +10,26 @@
 
 namespace {
 
+// PREFIX and NUMBER in decimal ("ap0", "mac12"), cut to SIZE bytes with its
+// terminator as snprintf cuts it, without a formatted print.
+void numbered_label(char *name, size_t size, const char *prefix, size_t number)
+{
+	if (size == 0)
+		return;
+	char digits[24];
+	size_t count = 0;
+	do {
+		digits[count++] = static_cast<char>('0' + number % 10);
+		number /= 10;
+	} while (number);
+	size_t len = 0;
+	for (; *prefix && len + 1 < size; prefix++)
+		name[len++] = *prefix;
+	while (count && len + 1 < size)
+		name[len++] = digits[--count];
+	name[len] = '\0';
+}
+
 constexpr const char SEPARATOR[] = "==================================";
 
 struct Value {
@@ -120,16 +140,16 @@ void show_mac_filter(const char *node)
 		Value mac = read_value(node, wlan_mac_attr(slot));
 		if (wlan_slot_is_free(mac.text))
 			continue;
-		wlan_numbered_name(label, sizeof label, "mac", shown_count++);
+		numbered_label(label, sizeof label, "mac", shown_count++);
 		out_texts({label, ":\t\t", mac.text, "\n"});
 	}
 }
 
 void show_ssid(size_t index, bool radio_on)
 {
-	char node[WLAN_NAME_SIZE], label[WLAN_NAME_SIZE];
-	wlan_entry_node(node, sizeof node, index);
-	wlan_numbered_name(label, sizeof label, "ap", index);
+	const char *node = wlan_entry_node(index);
+	char label[WLAN_NAME_SIZE];
+	numbered_label(label, sizeof label, "ap", index);
 	out_texts({label, "\n"});
 	if (!show_status(node, index, radio_on))
 		return;

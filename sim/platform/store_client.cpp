@@ -150,8 +150,10 @@ unsigned char *request_frame(char op, const char *const *words, size_t count, un
 	return frame;
 }
 
-// How one exchange with the daemon ended.
-enum Exchange { REPLIED, NO_DAEMON, NOT_SENT, NO_REPLY, NO_REPLY_IN_TIME };
+// How one exchange with the daemon ended. HELD_ENDED: the held connection
+// was ended before the request was answered (by the daemon's time limit, or
+// its death).
+enum Exchange { REPLIED, NO_DAEMON, NOT_SENT, NO_REPLY, NO_REPLY_IN_TIME, HELD_ENDED };
 
 // The reply's body into REPLY's own buffer. The first receive takes what
 // came in one go, which is usually all of it.
@@ -202,18 +204,22 @@ bool is_read(char op)
 // read's connection is held when it replied.
 Exchange exchange(char op, const unsigned char *request, size_t *len, StoreReply *reply)
 {
-	int fd = is_read(op) ? held_read_fd : -1;
-	held_read_fd = is_read(op) ? -1 : held_read_fd;
-	if (fd < 0)
+	bool read = is_read(op);
+	int fd = read ? held_read_fd : -1;
+	bool held = fd >= 0;
+	if (held)
+		held_read_fd = -1;
+	else
 		fd = connect_daemon(op == STORE_SAVE || op == STORE_COMMIT ? FLASH_REPLY_WAIT_S : REPLY_WAIT_S);
 	if (fd < 0)
 		return NO_DAEMON;
 	Exchange how = send_all(fd, request, *len) ? read_reply(fd, reply, len) : NOT_SENT;
-	if (how == REPLIED && is_read(op))
+	if (how == REPLIED && read) {
 		held_read_fd = fd;
-	else
-		close(fd);
-	return how;
+		return how;
+	}
+	close(fd);
+	return held && (how == NOT_SENT || how == NO_REPLY) ? HELD_ENDED : how;
 }
 
 } // namespace
@@ -229,12 +235,17 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 		return false;
 	}
 	// A daemon that dies (killed, or in a power cut) drops the requests it
-	// has not answered; the init starts it again at once. A read lost so,
-	// or on a held connection the daemon has ended, is asked again on a
-	// fresh connection; a change is not, as the old daemon may have made
-	// it.
+	// has not answered; the init starts it again at once. A read lost so
+	// is asked again of the new daemon, and a read on a held connection the
+	// daemon has ended is asked on a fresh one first; a change is not asked
+	// again, as the old daemon may have made it.
 	size_t len = request_len;
 	Exchange how = exchange(op, request, &len, reply);
+	if (how == HELD_ENDED) {
+		store_reply_release(reply);
+		len = request_len;
+		how = exchange(op, request, &len, reply);
+	}
 	if (is_read(op) && (how == NOT_SENT || how == NO_REPLY)) {
 		store_reply_release(reply);
 		len = request_len;
