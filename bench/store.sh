@@ -5,6 +5,9 @@
 #   - the sys process of each store command against the invocation floor
 #     (bench/invocation_floor.c), and against the same floor linked to the
 #     platform's two libraries as every invocation of the gateway's sys is;
+#     both as the simulated gateway runs them (every dynamic program there
+#     preloads the simulated kernel's drivers, the floor too), and again
+#     without that preload, as on a gateway, where the kernel is the kernel;
 #   - whole invocations of `sys wlan save` with 5 pending changes and of
 #     `sys Wan Save`: sys and its children, plus what the daemon, the
 #     configuration writer and the flash utility spend on the request;
@@ -19,8 +22,9 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/bench/gateway_bench.sh"
 sdk=$build/vendor-sdk
 cc -O2 -o "$gw/tmp/floor" "$root/bench/invocation_floor.c"
+# Linked as sys is: the C library first among the libraries it needs.
 cc -O2 -o "$gw/tmp/floor-platform" "$root/bench/invocation_floor.c" -L"$sdk/lib" \
-	-Wl,--no-as-needed -ltcapi -lutility -Wl,-rpath,/userfs/lib
+	-Wl,--no-as-needed -lc -ltcapi -lutility -Wl,-rpath,/userfs/lib
 
 # The daemon under callgrind: the init starts this wrapper whenever the
 # daemon is gone.
@@ -88,18 +92,23 @@ sys_cost() {
 	echo "$total"
 }
 
-floor=$(instructions /tmp/floor)
-floor_platform=$(instructions /tmp/floor-platform)
-printf 'floor %d, floor linked to libtcapi and libutility %d\n\n' "$floor" "$floor_platform"
-printf '%-34s %12s %8s %8s\n' command instructions /floor /floor+libs
 select_wan='sys Wan Index 0; sys Wan VirtualChannel 0'
-# setup (run first, not measured) | command
-while IFS='|' read -r setup cmd; do
-	[ -n "$setup" ] && gwrun sh -c "$setup" >/dev/null
-	read -ra words <<<"$cmd"
-	n=$(instructions /userfs/bin/"${words[@]}")
-	printf '%-34s %12d %8s %8s\n' "$cmd" "$n" "$(ratio "$n" "$floor")" "$(ratio "$n" "$floor_platform")"
-done <<EOF
+# store_commands PRELOAD: the table, with the gateway's /etc/ld.so.preload
+# (PRELOAD yes) or without it.
+store_commands() {
+	local preload=$gw/etc/ld.so.preload floor floor_platform setup cmd words n
+	[ "$1" = yes ] || mv "$preload" "$preload.off"
+	floor=$(instructions /tmp/floor)
+	floor_platform=$(instructions /tmp/floor-platform)
+	printf 'floor %d, floor linked to libtcapi and libutility %d\n' "$floor" "$floor_platform"
+	printf '%-34s %12s %8s %8s\n' command instructions /floor /floor+libs
+	# setup (run first, not measured) | command
+	while IFS='|' read -r setup cmd; do
+		[ -n "$setup" ] && gwrun sh -c "$setup" >/dev/null
+		read -ra words <<<"$cmd"
+		n=$(instructions /userfs/bin/"${words[@]}")
+		printf '%-34s %12d %8s %8s\n' "$cmd" "$n" "$(ratio "$n" "$floor")" "$(ratio "$n" "$floor_platform")"
+	done <<EOF
 |sys wan2lan
 |sys times
 |sys times address1 ntp9.example
@@ -116,10 +125,20 @@ $select_wan|sys Wan VPI 8
 |sys wlan dispinfo
 |sys wlan channel 11
 EOF
+	[ "$1" = yes ] || mv "$preload.off" "$preload"
+}
+# A first pass leaves the store and the wireless journal as each measured
+# pass finds them.
+store_commands yes >/dev/null
+printf 'as the simulated gateway runs them (the simulated kernel preloaded):\n'
+store_commands yes
+printf '\nwithout the simulated kernel, as on a gateway:\n'
+store_commands no
 
 # The README's wireless session: 5 pending changes.
 pending='sys wlan channel 11; sys wlan ssid 0 Larkspur-Home; sys wlan securitymode 0 wpa2psk aes river-stone-42;'
 pending+=' sys wlan macfilter add 0 02:5E:10:00:00:01; sys wlan macfilter del 0 3C:22:FB:91:07:A4'
+floor=$(instructions /tmp/floor)
 base=$(daemon_cost none)
 printf '\nwhole invocations (sys, its children, the daemon, the writer, the flash utility):\n'
 # setup | command

@@ -6,8 +6,10 @@
 
 int store_get(const char *node, const char *attr, char *buf, size_t size)
 {
+	// A found value comes terminated within MAXLEN_TCAPI_MSG bytes, and the
+	// last byte is forced below: the buffer needs no clearing first, which
+	// would cost more than the read itself.
 	char value[MAXLEN_TCAPI_MSG];
-	memset(value, 0, sizeof value);
 	int rc = tcapi_get(node, attr, value);
 	if (rc != 0 || size == 0)
 		return rc;

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "lib/out_text.h"
 #include "wan/wan_common.h"
 #include "wan/wan_handlers.h"
 
@@ -26,7 +27,7 @@ ShownValue read_value(const char *node, const char *attr)
 void show_line(const char *label, const ShownValue &value, const char *failure)
 {
 	if (value.found)
-		printf("%s%s \n", label, value.text);
+		out_texts({label, value.text, " \n"});
 	else if (failure)
 		puts(failure);
 }
@@ -53,7 +54,7 @@ ShownKind show_encapsulation(bool atm)
 	puts(kind.router ? "Mode: Router " : "Mode: Bridge ");
 	const WanEncapKind *known = wan_encap_kind(encap.text);
 	if (known && known->shown_as)
-		printf("Encapsulation: %s \n", known->shown_as);
+		out_texts({"Encapsulation: ", known->shown_as, " \n"});
 	kind.pppoe = known == &wan_encap_kinds[WAN_PPPOE];
 	kind.pppoa = known == &wan_encap_kinds[WAN_PPPOA];
 	if (atm)
@@ -102,7 +103,7 @@ void show_dns_type(const char *attr, const char *label, bool dynamic)
 {
 	ShownValue code = read_value(WAN_NODE, attr);
 	if (code.found)
-		printf("%s%s \n", label, dns_type_name(code.text, dynamic));
+		out_texts({label, dns_type_name(code.text, dynamic), " \n"});
 	else
 		puts(label);
 }
@@ -113,7 +114,7 @@ void show_addressing()
 	ShownValue dynamic = read_value(WAN_NODE, "DYNAMIC");
 	bool is_dynamic = dynamic.found && strcmp(dynamic.text, "1") == 0;
 	if (dynamic.found)
-		printf("Dynamic mode: %s \n", is_dynamic ? "Dynamic" : "Static");
+		out_texts({"Dynamic mode: ", is_dynamic ? "Dynamic" : "Static", " \n"});
 	if (!is_dynamic) {
 		show_attr("IPADDR", "Static IP: ", "Static IP: ");
 		show_attr("NETMASK", "Subnet Mask: ", "Subnet Mask: ");
@@ -156,7 +157,7 @@ int wan_display_cmd(int, char *[], void *)
 	if (ptm)
 		show_vlan();
 	ShownValue dscp = read_value(WAN_NODE, "DSCP");
-	printf("DSCP: %s \n", dscp.text);
+	out_texts({"DSCP: ", dscp.text, " \n"});
 	if (kind.router)
 		show_addressing();
 	if (kind.pppoe || kind.pppoa) {

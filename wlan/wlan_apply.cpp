@@ -72,7 +72,7 @@ struct SsidReplay {
 	const WlanJournal &j;
 	int index;
 	size_t ap;
-	char node[WLAN_NAME_SIZE];
+	const char *node;
 	WlanApplyMode mode;
 
 	const char *text(size_t field) const { return wlan_journal_text(j, ap + field); }
@@ -165,10 +165,9 @@ void replay_mac_additions(const SsidReplay &r)
 		printf("sys wlan macfilter add %d %s\n", r.index, mac);
 		if (r.mode == WLAN_SHOW)
 			continue;
-		char attr[WLAN_NAME_SIZE];
 		char value[WLAN_VALUE_SIZE];
 		for (; slot < WLAN_MAC_SLOTS; slot++) {
-			wlan_mac_attr(attr, sizeof attr, slot);
+			const char *attr = wlan_mac_attr(slot);
 			wlan_read(r.node, attr, value, sizeof value);
 			if (wlan_slot_is_free(value)) {
 				r.set(attr, mac);
@@ -189,11 +188,10 @@ void replay_mac_deletions(const SsidReplay &r)
 		printf("sys wlan macfilter del %d %s\n", r.index, mac);
 		if (r.mode == WLAN_SHOW)
 			continue;
-		char attr[WLAN_NAME_SIZE];
 		char value[WLAN_VALUE_SIZE];
 		bool found = false;
 		for (int slot = 0; slot < WLAN_MAC_SLOTS && !found; slot++) {
-			wlan_mac_attr(attr, sizeof attr, slot);
+			const char *attr = wlan_mac_attr(slot);
 			wlan_read(r.node, attr, value, sizeof value);
 			found = strcmp(value, mac) == 0;
 			if (found)
@@ -206,8 +204,7 @@ void replay_mac_deletions(const SsidReplay &r)
 
 void replay_ssid(const WlanJournal &j, size_t index, WlanApplyMode mode)
 {
-	SsidReplay r = { j, static_cast<int>(index), wlan_ap_offset(index), {}, mode };
-	wlan_entry_node(r.node, sizeof r.node, index);
+	SsidReplay r = { j, static_cast<int>(index), wlan_ap_offset(index), wlan_entry_node(index), mode };
 	replay_switches(r);
 	replay_security(r);
 	replay_restrict_mode(r);

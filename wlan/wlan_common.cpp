@@ -1,6 +1,5 @@
 #include "wlan/wlan_common.h"
 
-#include <cstdio>
 #include <cstdlib>
 
 #include "shell/store.h"
@@ -36,14 +35,33 @@ const WlanSecurityMode wlan_security_modes[WLAN_SECURITY_MODE_COUNT] = {
 	{ "wpawpa2", 7, "WPA1WPA2", WlanKeying::Radius },
 };
 
-void wlan_entry_node(char *name, size_t size, size_t index)
+namespace {
+
+// Every SSID's node and every slot's attribute, spelled out once: the
+// display and the journal's replay walk all the slots of an SSID, a store
+// read each.
+const char *const ENTRY_NODES[] = {"WLan_Entry0", "WLan_Entry1", "WLan_Entry2", "WLan_Entry3"};
+static_assert(sizeof ENTRY_NODES / sizeof ENTRY_NODES[0] == WLAN_SSID_COUNT, "one node per SSID");
+
+const char *const MAC_ATTRS[] = {
+	"WLan_MAC0", "WLan_MAC1", "WLan_MAC2", "WLan_MAC3", "WLan_MAC4", "WLan_MAC5", "WLan_MAC6",
+	"WLan_MAC7", "WLan_MAC8", "WLan_MAC9", "WLan_MAC10", "WLan_MAC11", "WLan_MAC12", "WLan_MAC13",
+	"WLan_MAC14", "WLan_MAC15", "WLan_MAC16", "WLan_MAC17", "WLan_MAC18", "WLan_MAC19", "WLan_MAC20",
+	"WLan_MAC21", "WLan_MAC22", "WLan_MAC23", "WLan_MAC24", "WLan_MAC25", "WLan_MAC26", "WLan_MAC27",
+	"WLan_MAC28", "WLan_MAC29", "WLan_MAC30", "WLan_MAC31"
+};
+static_assert(sizeof MAC_ATTRS / sizeof MAC_ATTRS[0] == WLAN_MAC_SLOTS, "one attribute per slot");
+
+} // namespace
+
+const char *wlan_entry_node(size_t index)
 {
-	snprintf(name, size, "WLan_Entry%zu", index);
+	return ENTRY_NODES[index];
 }
 
-void wlan_mac_attr(char *name, size_t size, int slot)
+const char *wlan_mac_attr(int slot)
 {
-	snprintf(name, size, "WLan_MAC%d", slot);
+	return MAC_ATTRS[slot];
 }
 
 bool wlan_read(const char *node, const char *attr, char *buf, size_t size)

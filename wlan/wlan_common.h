@@ -18,10 +18,10 @@ constexpr size_t WLAN_NAME_SIZE = 16;
 // The MAC filter slots of one SSID in the store.
 constexpr int WLAN_MAC_SLOTS = 32;
 
-// "WLan_Entry<index>".
-void wlan_entry_node(char *name, size_t size, size_t index);
-// "WLan_MAC<slot>".
-void wlan_mac_attr(char *name, size_t size, int slot);
+// "WLan_Entry<index>", INDEX from 0 to WLAN_SSID_COUNT - 1.
+const char *wlan_entry_node(size_t index);
+// "WLan_MAC<slot>", SLOT from 0 to WLAN_MAC_SLOTS - 1.
+const char *wlan_mac_attr(int slot);
 
 // Clears buf, then reads NODE ATTR into it (bounded). A value that cannot be
 // read stays the empty text. True when found.

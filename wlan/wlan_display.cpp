@@ -4,10 +4,31 @@
 #include <cstdio>
 #include <cstring>
 
+#include "lib/out_text.h"
 #include "wlan/wlan_common.h"
 #include "wlan/wlan_handlers.h"
 
 namespace {
+
+// PREFIX and NUMBER in decimal ("ap0", "mac12"), cut to SIZE bytes with its
+// terminator as snprintf cuts it, without a formatted print.
+void numbered_label(char *name, size_t size, const char *prefix, size_t number)
+{
+	if (size == 0)
+		return;
+	char digits[24];
+	size_t count = 0;
+	do {
+		digits[count++] = static_cast<char>('0' + number % 10);
+		number /= 10;
+	} while (number);
+	size_t len = 0;
+	for (; *prefix && len + 1 < size; prefix++)
+		name[len++] = *prefix;
+	while (count && len + 1 < size)
+		name[len++] = digits[--count];
+	name[len] = '\0';
+}
 
 constexpr const char SEPARATOR[] = "==================================";
 
@@ -36,24 +57,26 @@ const char *shown(const WlanWord (&words)[N], const char *code)
 	return word ? word->shown : code;
 }
 
-void show_radio()
+// True when the radio is on.
+bool show_radio()
 {
+	bool radio_on = value_is(WLAN_COMMON_NODE, "APOn", "1");
 	puts(SEPARATOR);
-	printf("wireless:\t%s\n", value_is(WLAN_COMMON_NODE, "APOn", "1") ? "on" : "off");
+	out_texts({"wireless:\t", radio_on ? "on" : "off", "\n"});
 	Value channel = read_value(WLAN_COMMON_NODE, "Channel");
-	printf("channel:\t%s\n", strcmp(channel.text, "0") == 0 ? "auto" : channel.text);
-	printf("mode:\t\t%s\n", shown(wlan_modes, read_value(WLAN_COMMON_NODE, "WirelessMode").text));
-	printf("bandwidth:\t%s\n", shown(wlan_bandwidths, read_value(WLAN_COMMON_NODE, "HT_BW").text));
-	printf("txpower:\t%s%%\n", read_value(WLAN_COMMON_NODE, "TxPower").text);
+	out_texts({"channel:\t", strcmp(channel.text, "0") == 0 ? "auto" : channel.text, "\n"});
+	out_texts({"mode:\t\t", shown(wlan_modes, read_value(WLAN_COMMON_NODE, "WirelessMode").text), "\n"});
+	out_texts({"bandwidth:\t", shown(wlan_bandwidths, read_value(WLAN_COMMON_NODE, "HT_BW").text), "\n"});
+	out_texts({"txpower:\t", read_value(WLAN_COMMON_NODE, "TxPower").text, "%\n"});
 	puts(SEPARATOR);
+	return radio_on;
 }
 
 // SSID 0 is on with the radio. Another SSID is on only when both it and the
 // radio are; one whose switch is neither "1" nor "0" was never configured,
 // and nothing more of it is shown. False for such an SSID.
-bool show_status(const char *node, size_t index)
+bool show_status(const char *node, size_t index, bool radio_on)
 {
-	bool radio_on = value_is(WLAN_COMMON_NODE, "APOn", "1");
 	if (index == 0) {
 		puts(radio_on ? "status:\t\ton" : "status:\t\toff");
 		return true;
@@ -70,7 +93,7 @@ void show_cipher(const char *node)
 {
 	const WlanWord *cipher = wlan_word_by_stored(wlan_ciphers, read_value(node, "EncrypType").text);
 	if (cipher)
-		printf("encryptype:\t%s\n", cipher->shown);
+		out_texts({"encryptype:\t", cipher->shown, "\n"});
 }
 
 void show_security(const char *node)
@@ -78,23 +101,23 @@ void show_security(const char *node)
 	const WlanSecurityMode *mode = wlan_security_mode_by_auth(read_value(node, "AuthMode").text);
 	if (!mode)
 		return;
-	printf("securitymode:\t%s\n", mode->word);
+	out_texts({"securitymode:\t", mode->word, "\n"});
 	switch (mode->keying) {
 	case WlanKeying::Open:
 		break;
 	case WlanKeying::Wep64:
 	case WlanKeying::Wep128:
-		printf("wepkey:\t\t%s\n", read_value(node, "Key1Str").text);
+		out_texts({"wepkey:\t\t", read_value(node, "Key1Str").text, "\n"});
 		break;
 	case WlanKeying::Psk:
 		show_cipher(node);
-		printf("psk:\t\t%s\n", read_value(node, "WPAPSK").text);
+		out_texts({"psk:\t\t", read_value(node, "WPAPSK").text, "\n"});
 		break;
 	case WlanKeying::Radius:
 		show_cipher(node);
-		printf("srvip:\t\t%s\n", read_value(node, "RADIUS_Server").text);
-		printf("srvport:\t%s\n", read_value(node, "RADIUS_Port").text);
-		printf("srvsecret:\t%s\n", read_value(node, "RADIUS_Key").text);
+		out_texts({"srvip:\t\t", read_value(node, "RADIUS_Server").text, "\n"});
+		out_texts({"srvport:\t", read_value(node, "RADIUS_Port").text, "\n"});
+		out_texts({"srvsecret:\t", read_value(node, "RADIUS_Key").text, "\n"});
 		break;
 	}
 }
@@ -111,24 +134,26 @@ void show_mac_filter(const char *node)
 		puts("restrictmode:\tdeny");
 	else
 		puts("restrictmode:\tdisable");
-	int shown_count = 0;
-	char attr[WLAN_NAME_SIZE];
+	size_t shown_count = 0;
+	char label[WLAN_NAME_SIZE];
 	for (int slot = 0; slot < WLAN_MAC_SLOTS; slot++) {
-		wlan_mac_attr(attr, sizeof attr, slot);
-		Value mac = read_value(node, attr);
-		if (!wlan_slot_is_free(mac.text))
-			printf("mac%d:\t\t%s\n", shown_count++, mac.text);
+		Value mac = read_value(node, wlan_mac_attr(slot));
+		if (wlan_slot_is_free(mac.text))
+			continue;
+		numbered_label(label, sizeof label, "mac", shown_count++);
+		out_texts({label, ":\t\t", mac.text, "\n"});
 	}
 }
 
-void show_ssid(size_t index)
+void show_ssid(size_t index, bool radio_on)
 {
-	char node[WLAN_NAME_SIZE];
-	wlan_entry_node(node, sizeof node, index);
-	printf("ap%zu\n", index);
-	if (!show_status(node, index))
+	const char *node = wlan_entry_node(index);
+	char label[WLAN_NAME_SIZE];
+	numbered_label(label, sizeof label, "ap", index);
+	out_texts({label, "\n"});
+	if (!show_status(node, index, radio_on))
 		return;
-	printf("ssid:\t\t%s\n", read_value(node, "SSID").text);
+	out_texts({"ssid:\t\t", read_value(node, "SSID").text, "\n"});
 	puts(value_is(node, "HideSSID", "1") ? "hidessid:\thide" : "hidessid:\tdisp");
 	show_security(node);
 	show_mac_filter(node);
@@ -140,8 +165,8 @@ void show_ssid(size_t index)
 // Extra words are ignored; nothing is changed.
 int wlan_dispinfo_cmd(int, char *[], void *)
 {
-	show_radio();
+	bool radio_on = show_radio();
 	for (size_t index = 0; index < WLAN_SSID_COUNT; index++)
-		show_ssid(index);
+		show_ssid(index, radio_on);
 	return 0;
 }

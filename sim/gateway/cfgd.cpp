@@ -5,9 +5,11 @@
 //
 // Nothing a client does can stop it serving the others for long: a request
 // longer than the protocol allows is refused by its length before anything
-// is read into memory, a malformed one gets a refusal, a client that holds
-// its connection without finishing its request is dropped after HOLD_MS,
-// and no more than MAX_CLIENTS connections are read at once. An operation
+// is read into memory, a malformed one gets a refusal and ends its
+// connection, a connection serves one request per turn of the loop and is
+// dropped HOLD_MS after it was made (a client may ask again on it until
+// then: a display's dozens of reads share one), and no more than
+// MAX_CLIENTS connections are read at once. An operation
 // is applied whole or not at all (store.cpp), so a daemon killed at any
 // moment leaves the store as it was before or after the request.
 #include <cerrno>
@@ -180,10 +182,6 @@ bool word_count_fits(char op, size_t n)
 int run_operation(const Request &req, std::string *answer)
 {
 	const std::vector<const char *> &w = req.words;
-	if (!word_count_fits(req.op, w.size())) {
-		sim_store_complain("the configuration daemon refused a malformed request");
-		return -1;
-	}
 	switch (req.op) {
 	case STORE_GET: {
 		char value[MAXLEN_TCAPI_MSG];
@@ -231,24 +229,25 @@ void send_reply(int fd, int result, const std::string &complaints, const std::st
 	}
 }
 
-void serve(Client &c)
+// Answers the client's request; false when it was malformed.
+bool serve(Client &c)
 {
 	Request req;
 	std::string complaints, answer;
 	sim_store_complaints_to(&complaints);
-	int result;
-	if (parse_request(c.body, &req)) {
+	int result = -1;
+	bool well_formed = parse_request(c.body, &req) && word_count_fits(req.op, req.words.size());
+	if (well_formed)
 		result = run_operation(req, &answer);
-	} else {
+	else
 		sim_store_complain("the configuration daemon refused a malformed request");
-		result = -1;
-	}
 	sim_store_complaints_to(nullptr);
 	send_reply(c.fd, result, complaints, answer);
+	return well_formed;
 }
 
 // Reads what the client has sent; true when its connection is done with
-// (served, refused or gone).
+// (refused or gone).
 bool read_client(Client &c)
 {
 	for (;;) {
@@ -268,8 +267,9 @@ bool read_client(Client &c)
 			c.body.resize(len);
 		}
 		if (c.got > STORE_FRAME_HEADER && c.got == STORE_FRAME_HEADER + c.body.size()) {
-			serve(c);
-			return true;
+			// One request per turn; the next one waits for the next.
+			c.got = 0;
+			return !serve(c);
 		}
 	}
 }

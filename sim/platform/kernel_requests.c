@@ -1,8 +1,10 @@
-/* In a simulated gateway the platform's utility library carries its kernel
- * drivers: a program's ioctl(2) comes here before the C library's, goes to
- * the workstation's kernel, and what that kernel does not serve for the
- * gateway's devices (partition files, the radio) is answered as the
- * gateway's drivers answer it. Every other request is the kernel's alone. */
+/* The simulated gateway's kernel as its programs reach it: every dynamic
+ * program inside the gateway loads this library first (the gateway's
+ * /etc/ld.so.preload), so a program's ioctl(2) comes here before the C
+ * library's, goes to the workstation's kernel, and what that kernel does
+ * not serve for the gateway's devices (partition files, the radio) is
+ * answered as the gateway's drivers answer it. Every other request is the
+ * kernel's alone. */
 #include <errno.h>
 #include <stdarg.h>
 #include <sys/ioctl.h>

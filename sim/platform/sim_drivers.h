@@ -1,7 +1,8 @@
 /* The simulated gateway's kernel drivers: the answers its MTD and radio
  * drivers give to requests a workstation's kernel does not serve. Reached
- * through ioctl(2) as on the gateway (kernel_requests.c), and by the
- * gateway's flash utility. */
+ * through ioctl(2) as on the gateway (kernel_requests.c, the library every
+ * dynamic program inside the gateway preloads), and by the gateway's static
+ * flash utility and configuration writer. */
 #ifndef SIM_DRIVERS_H
 #define SIM_DRIVERS_H
 

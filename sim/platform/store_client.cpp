@@ -11,10 +11,9 @@
 #include <unistd.h>
 
 #include "gateway_paths.h"
+#include "lib/safe_file.h"
 #include "sim_store.h"
 #include "store_protocol.h"
-
-extern char **environ;
 
 namespace {
 
@@ -30,9 +29,12 @@ constexpr useconds_t CONNECT_WAIT_US = 10000000;
 // library blocks without end.
 constexpr time_t REPLY_WAIT_S = 10;
 constexpr time_t FLASH_REPLY_WAIT_S = 120;
+// What the library says goes straight to standard error's descriptor
+// (unbuffered as the stream is): the library then needs no stream of the C
+// library's, and its loading no lookup for one.
 void say_unreachable(const char *why)
 {
-	fprintf(stderr, "tcapi: cannot reach the configuration daemon: %s\n", why);
+	dprintf(STDERR_FILENO, "tcapi: cannot reach the configuration daemon: %s\n", why);
 }
 
 bool is_transient(int err)
@@ -58,13 +60,12 @@ bool refuse_planted()
 	return true;
 }
 
+const struct sockaddr_un DAEMON_ADDRESS = {AF_UNIX, GW_STORE_SOCKET};
+
 // A connection to the daemon with its time-outs set, or -1 after saying why.
 int connect_daemon(time_t wait_s)
 {
-	struct sockaddr_un addr;
-	memset(&addr, 0, sizeof addr);
-	addr.sun_family = AF_UNIX;
-	memcpy(addr.sun_path, GW_STORE_SOCKET, sizeof GW_STORE_SOCKET);
+	const struct sockaddr_un &addr = DAEMON_ADDRESS;
 	useconds_t waited = 0, pause = CONNECT_FIRST_PAUSE_US;
 	for (;;) {
 		if (refuse_planted())
@@ -76,7 +77,7 @@ int connect_daemon(time_t wait_s)
 				close(fd);
 			return -1;
 		}
-		if (connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0)
+		if (connect(fd, reinterpret_cast<const struct sockaddr *>(&addr), sizeof addr) == 0)
 			return fd;
 		int err = errno;
 		close(fd);
@@ -124,9 +125,13 @@ int recv_all(int fd, unsigned char *data, size_t len)
 // heap; nullptr when it is too long for the daemon.
 unsigned char *request_frame(char op, const char *const *words, size_t count, unsigned char *small, size_t *len)
 {
-	size_t body = 1;
-	for (size_t i = 0; i < count; i++)
-		body += strlen(words[i]) + 1;
+	size_t body = 1, lengths[STORE_WORDS_MAX];
+	if (count > STORE_WORDS_MAX)
+		return nullptr;
+	for (size_t i = 0; i < count; i++) {
+		lengths[i] = strlen(words[i]) + 1;
+		body += lengths[i];
+	}
 	if (body > STORE_REQUEST_MAX)
 		return nullptr;
 	unsigned char *frame = STORE_FRAME_HEADER + body <= STORE_SMALL_FRAME
@@ -138,16 +143,17 @@ unsigned char *request_frame(char op, const char *const *words, size_t count, un
 	unsigned char *p = frame + STORE_FRAME_HEADER;
 	*p++ = static_cast<unsigned char>(op);
 	for (size_t i = 0; i < count; i++) {
-		size_t n = strlen(words[i]) + 1;
-		memcpy(p, words[i], n);
-		p += n;
+		memcpy(p, words[i], lengths[i]);
+		p += lengths[i];
 	}
 	*len = STORE_FRAME_HEADER + body;
 	return frame;
 }
 
-// How one exchange with the daemon ended.
-enum Exchange { REPLIED, NO_DAEMON, NOT_SENT, NO_REPLY, NO_REPLY_IN_TIME };
+// How one exchange with the daemon ended. HELD_ENDED: the held connection
+// was ended before the request was answered (by the daemon's time limit, or
+// its death).
+enum Exchange { REPLIED, NO_DAEMON, NOT_SENT, NO_REPLY, NO_REPLY_IN_TIME, HELD_ENDED };
 
 // The reply's body into REPLY's own buffer. The first receive takes what
 // came in one go, which is usually all of it.
@@ -179,15 +185,41 @@ Exchange read_reply(int fd, StoreReply *reply, size_t *len)
 	return REPLIED;
 }
 
-// One connection, one request, one reply (its body length in *LEN).
+// A process's reads share one connection, kept open between them: a display
+// reads dozens of values, and making a connection costs more than a read.
+// The daemon ends a connection a while after it was made, and answers every
+// request it has read before; a read that finds its connection ended is
+// asked again on a fresh one (store_request). A change, a commit or a save
+// has a connection of its own, as one whose reply was lost is not asked
+// again.
+int held_read_fd = -1;
+
+bool is_read(char op)
+{
+	return op == STORE_GET || op == STORE_SHOW;
+}
+
+// One request, one reply (its body length in *LEN): a read on the held
+// connection when there is one, anything else on a fresh connection. A
+// read's connection is held when it replied.
 Exchange exchange(char op, const unsigned char *request, size_t *len, StoreReply *reply)
 {
-	int fd = connect_daemon(op == STORE_SAVE || op == STORE_COMMIT ? FLASH_REPLY_WAIT_S : REPLY_WAIT_S);
+	bool read = is_read(op);
+	int fd = read ? held_read_fd : -1;
+	bool held = fd >= 0;
+	if (held)
+		held_read_fd = -1;
+	else
+		fd = connect_daemon(op == STORE_SAVE || op == STORE_COMMIT ? FLASH_REPLY_WAIT_S : REPLY_WAIT_S);
 	if (fd < 0)
 		return NO_DAEMON;
 	Exchange how = send_all(fd, request, *len) ? read_reply(fd, reply, len) : NOT_SENT;
+	if (how == REPLIED && read) {
+		held_read_fd = fd;
+		return how;
+	}
 	close(fd);
-	return how;
+	return held && (how == NOT_SENT || how == NO_REPLY) ? HELD_ENDED : how;
 }
 
 } // namespace
@@ -204,11 +236,17 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 	}
 	// A daemon that dies (killed, or in a power cut) drops the requests it
 	// has not answered; the init starts it again at once. A read lost so
-	// is asked again of the new daemon; a change is not, as the old one
-	// may have made it.
+	// is asked again of the new daemon, and a read on a held connection the
+	// daemon has ended is asked on a fresh one first; a change is not asked
+	// again, as the old daemon may have made it.
 	size_t len = request_len;
 	Exchange how = exchange(op, request, &len, reply);
-	if ((op == STORE_GET || op == STORE_SHOW) && (how == NOT_SENT || how == NO_REPLY)) {
+	if (how == HELD_ENDED) {
+		store_reply_release(reply);
+		len = request_len;
+		how = exchange(op, request, &len, reply);
+	}
+	if (is_read(op) && (how == NOT_SENT || how == NO_REPLY)) {
 		store_reply_release(reply);
 		len = request_len;
 		how = exchange(op, request, &len, reply);
@@ -230,18 +268,13 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 		return false;
 	}
 	if (complaints)
-		fwrite(body + STORE_REPLY_HEADER, 1, complaints, stderr);
+		write_all(STDERR_FILENO, body + STORE_REPLY_HEADER, complaints);
 	reply->result = static_cast<int32_t>(be32_get(body));
 	reply->answer = reinterpret_cast<const char *>(body + STORE_REPLY_HEADER + complaints);
 	reply->answer_len = len - STORE_REPLY_HEADER - complaints;
 	return true;
 }
 
-void store_reply_release(StoreReply *reply)
-{
-	free(reply->frame);
-	reply->frame = nullptr;
-}
 
 int store_call(char op, const char *const *words, size_t count)
 {
@@ -258,14 +291,12 @@ int store_call_flash(char op, const char *node)
 	size_t n = 0;
 	if (node)
 		words[n++] = node;
+	// getenv's value lies within its NAME=VALUE entry of the environment:
+	// the entry is the word.
 	for (const char *name : STORE_FLASH_SETTINGS) {
-		size_t len = strlen(name);
-		for (char **e = environ; e && *e; e++) {
-			if (strncmp(*e, name, len) == 0 && (*e)[len] == '=') {
-				words[n++] = *e;
-				break;
-			}
-		}
+		const char *value = getenv(name);
+		if (value)
+			words[n++] = value - strlen(name) - 1;
 	}
 	return store_call(op, words, n);
 }

@@ -1,14 +1,18 @@
 // The configuration daemon's client side: one request, one reply, each
 // call bounded in time, so a daemon that is missing, stuck or gone is a
-// failed store call and never a hung command. Used by the store library
+// failed store call and never a hung command. A process's reads share one
+// connection; each change has its own. Used by the store library
 // (libtcapi.so) and by the command-line client.
 #pragma once
 
 #include <cstddef>
+#include <cstdlib>
 
 // Requests and replies of this size or less (nearly all) need no buffer
 // from the heap.
 constexpr size_t STORE_SMALL_FRAME = 2048;
+// The most words a request carries: a commit's node and the flash settings.
+constexpr size_t STORE_WORDS_MAX = 4;
 
 struct StoreReply {
 	int result;         // the store's result for the operation
@@ -24,7 +28,15 @@ struct StoreReply {
 // was no reply (said in one "tcapi: " line on standard error).
 bool store_request(char op, const char *const *words, size_t count, StoreReply *reply);
 
-void store_reply_release(StoreReply *reply);
+// Frees a longer reply's buffer; nearly every reply fits the small one, and
+// then this costs a test.
+inline void store_reply_release(StoreReply *reply)
+{
+	if (reply->frame) {
+		free(reply->frame);
+		reply->frame = nullptr;
+	}
+}
 
 // OP's result, or SIM_STORE_FAULT when no reply came; the answer is dropped.
 int store_call(char op, const char *const *words, size_t count);

@@ -3,18 +3,28 @@
 #include "cmd_table.h"
 
 #include <cstdio>
-#include <cstring>
 
 namespace {
+
+// True when WORD begins NAME; the empty word begins every name. Compared
+// here rather than through the C library: every group command comes this
+// way, and its first call of a library routine costs a symbol lookup.
+bool begins(const char *word, const char *name)
+{
+	while (*word && *word == *name) {
+		word++;
+		name++;
+	}
+	return *word == '\0';
+}
 
 // Same matching as the program's own dispatcher: the typed word is compared
 // for its own length, so any prefix selects the first row it begins, and an
 // empty word selects the first row. Debug-only rows are not hidden here.
 const sys_cmd_entry *find_row(const sys_cmd_entry *table, const char *word)
 {
-	size_t len = strlen(word);
 	for (const sys_cmd_entry *row = table; row->name; row++) {
-		if (strncmp(word, row->name, len) == 0)
+		if (begins(word, row->name))
 			return row;
 	}
 	return nullptr;

@@ -86,6 +86,9 @@ struct BuiltProgram {
 constexpr BuiltProgram BUILT_PROGRAMS[] = {
 	{"vendor-sdk/lib/libtcapi.so", "userfs/lib/libtcapi.so", false},
 	{"vendor-sdk/lib/libutility.so", "userfs/lib/libutility.so", false},
+	// The simulated kernel's drivers, which every dynamic program preloads.
+	{"sim/libgwkernel.so", ".gwsim/libgwkernel.so", false},
+	{"sim/ld.so.preload", "etc/ld.so.preload", false},
 	{"sim/gwsim-cfgd", "userfs/bin/cfgd", false},
 	{"sim/gwsim-tcapi", "userfs/bin/tcapi", false},
 	{"sim/gwsim-mtd", "userfs/bin/mtd", false},

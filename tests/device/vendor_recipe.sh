@@ -6,7 +6,8 @@
 #   - the MIPS preset's own build (build-mips), installed with --strip.
 # Each must install exactly userfs/bin/sys under DESTDIR: a 32-bit big-endian
 # MIPS executable that needs libtcapi.so, libutility.so and the C library
-# and nothing else.
+# and nothing else. The SDK's libraries must export exactly what its headers
+# declare.
 #
 #   tests/device/vendor_recipe.sh SCRATCH-DIR
 #
@@ -32,6 +33,14 @@ if [[ ! -f $mips_build/CMakeCache.txt ]]; then
 	(cd "$root" && cmake --preset mips >/dev/null) || die "cannot configure $mips_build"
 fi
 cmake --build "$mips_build" -j2 >/dev/null || die "cannot build $mips_build"
+
+# The SDK's libraries export exactly the functions its headers declare:
+# whatever else a simulated gateway needs (its kernel's drivers) lives apart.
+declared=$(sed -n 's/^[a-z][a-z_ ]* \**\([a-z_][a-z_0-9]*\)(.*/\1/p' "$mips_build"/vendor-sdk/include/*.h | sort | tr '\n' ' ')
+exported=$(mips-linux-gnu-nm -D --defined-only "$mips_build"/vendor-sdk/lib/*.so | awk 'NF == 3 { print $3 }' | sort |
+	tr '\n' ' ')
+[[ -n $declared && $exported == "$declared" ]] ||
+	fail "the SDK's libraries export '$exported', its headers declare '$declared'"
 
 rm -rf "$scratch"
 mkdir -p "$scratch" || die "cannot make $scratch"
@@ -72,7 +81,9 @@ while read -r name how rootfs; do
 	kind=$(elf_kind "$sys")
 	[[ $kind == 01020008 ]] || fail "$name: ELF class, data, machine $kind, not 32-bit big-endian MIPS"
 	libs=$(needed "$sys")
-	[[ $libs == "libtcapi.so libutility.so libc.so.6 " ]] || fail "$name: needs '$libs'"
+	# In any order: a build may put the C library first.
+	[[ $(printf '%s\n' $libs | sort | tr '\n' ' ') == "libc.so.6 libtcapi.so libutility.so " ]] ||
+		fail "$name: needs '$libs'"
 done <<'LIST'
 recipe recipe rootfs-recipe
 preset preset rootfs-preset

@@ -28,15 +28,21 @@ build() {
 
 # What every gateway of these runs gets on top of sim/gwsim's: qemu-mips, the
 # target's dynamic loader and the libraries the MIPS programs need (the
-# platform's from the MIPS build's vendor SDK), and the MIPS sys.
-# /userfs/bin/sys itself is tests/mips/qemu-sys.c (GWSIM_SYS).
+# platform's from the MIPS build's vendor SDK), the MIPS build of the
+# simulated kernel's drivers, and the MIPS sys.
+# /userfs/bin/sys itself is tests/mips/qemu-sys.c (GWSIM_SYS). The MIPS
+# loader reads the gateway's /etc/ld.so.preload like any other, and qemu-mips
+# finds each path it names under the target's root first: the MIPS programs
+# preload the MIPS drivers, the workstation's programs the workstation's.
 stage_overlay() {
 	overlay=$mips_build/gateway-overlay
 	local target=/usr/mips-linux-gnu lib from
 	rm -rf "$overlay"
-	mkdir -p "$overlay/usr/bin" "$overlay$target/lib" "$overlay$target/bin" || die "cannot stage $overlay"
+	mkdir -p "$overlay/usr/bin" "$overlay$target/lib" "$overlay$target/bin" "$overlay$target/.gwsim" ||
+		die "cannot stage $overlay"
 	cp /usr/bin/qemu-mips "$overlay/usr/bin/" &&
-		cp "$mips_build/sys" "$overlay$target/bin/sys" || die "cannot stage the MIPS runtime"
+		cp "$mips_build/sys" "$overlay$target/bin/sys" &&
+		cp "$mips_build/sim/libgwkernel.so" "$overlay$target/.gwsim/" || die "cannot stage the MIPS runtime"
 	for lib in ld.so.1 $(mips-linux-gnu-readelf -d "$mips_build/sys" "$mips_build/tests/sys_unit_tests" 2>/dev/null |
 		sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sort -u); do
 		from=$target/lib/$lib
