@@ -13,8 +13,8 @@
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/.." && pwd)
-# shellcheck source=../tests/mips/env.sh
-. "$root/tests/mips/env.sh"
+# shellcheck source=../sim/mips/env.sh
+. "$root/sim/mips/env.sh"
 
 budget=$((96 * 1024))
 top=${SYS_BENCH_TOP:-15}

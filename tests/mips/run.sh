@@ -15,8 +15,8 @@
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
-# shellcheck source=env.sh
-. "$here/env.sh"
+# shellcheck source=../../sim/mips/env.sh
+. "$root/sim/mips/env.sh"
 
 passed=0
 failed=0

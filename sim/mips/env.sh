@@ -1,4 +1,4 @@
-# Shared by tests/mips/run.sh and bench/size.sh (sourced): builds the
+# MIPS gateways, for tests/mips/run.sh and bench/size.sh (sourced): builds the
 # workstation and MIPS trees and stages what a simulated gateway needs to run
 # the MIPS programs. Expects $root; sets $mips_build, $host_build, $overlay and
 # exports the gwsim variables.
@@ -7,7 +7,7 @@ host_build=${SYS_HOST_BUILD:-$root/build-mips-host}
 jobs=${SYS_BUILD_JOBS:-2}
 
 die() {
-	printf 'tests/mips: %s\n' "$*" >&2
+	printf 'mips gateways: %s\n' "$*" >&2
 	exit 1
 }
 
@@ -30,7 +30,7 @@ build() {
 # target's dynamic loader and the libraries the MIPS programs need (the
 # platform's from the MIPS build's vendor SDK), the MIPS build of the
 # simulated kernel's drivers, and the MIPS sys.
-# /userfs/bin/sys itself is tests/mips/qemu-sys.c (GWSIM_SYS). The MIPS
+# /userfs/bin/sys itself is sim/mips/qemu-sys.c (GWSIM_SYS). The MIPS
 # loader reads the gateway's /etc/ld.so.preload like any other, and qemu-mips
 # finds each path it names under the target's root first: the MIPS programs
 # preload the MIPS drivers, the workstation's programs the workstation's.
@@ -49,13 +49,13 @@ stage_overlay() {
 		[[ -f $mips_build/vendor-sdk/lib/$lib ]] && from=$mips_build/vendor-sdk/lib/$lib
 		cp -L "$from" "$overlay$target/lib/" || die "cannot stage $lib"
 	done
-	cc -O2 -o "$mips_build/qemu-sys" "$root/tests/mips/qemu-sys.c" || die "cannot build qemu-sys"
+	cc -O2 -o "$mips_build/qemu-sys" "$root/sim/mips/qemu-sys.c" || die "cannot build qemu-sys"
 }
 
 # Builds both trees, stages the runtime and points gwsim at them.
 mips_prepare() {
 	build
 	stage_overlay
-	export GWSIM=$root/tests/mips/gwsim GWSIM_BUILD=$host_build GWSIM_REAL=$root/sim/gwsim GWSIM_MIPS_OVERLAY=$overlay
+	export GWSIM=$root/sim/mips/gwsim GWSIM_BUILD=$host_build GWSIM_REAL=$root/sim/gwsim GWSIM_MIPS_OVERLAY=$overlay
 	export GWSIM_SYS=$mips_build/qemu-sys
 }
