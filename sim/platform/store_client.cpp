@@ -222,6 +222,14 @@ Exchange exchange(char op, const unsigned char *request, size_t *len, StoreReply
 	return held && (how == NOT_SENT || how == NO_REPLY) ? HELD_ENDED : how;
 }
 
+// The same request once more, with the reply of the last try let go.
+Exchange ask_again(char op, const unsigned char *request, size_t request_len, size_t *len, StoreReply *reply)
+{
+	store_reply_release(reply);
+	*len = request_len;
+	return exchange(op, request, len, reply);
+}
+
 } // namespace
 
 bool store_request(char op, const char *const *words, size_t count, StoreReply *reply)
@@ -241,16 +249,10 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 	// again, as the old daemon may have made it.
 	size_t len = request_len;
 	Exchange how = exchange(op, request, &len, reply);
-	if (how == HELD_ENDED) {
-		store_reply_release(reply);
-		len = request_len;
-		how = exchange(op, request, &len, reply);
-	}
-	if (is_read(op) && (how == NOT_SENT || how == NO_REPLY)) {
-		store_reply_release(reply);
-		len = request_len;
-		how = exchange(op, request, &len, reply);
-	}
+	if (how == HELD_ENDED)
+		how = ask_again(op, request, request_len, &len, reply);
+	if (is_read(op) && (how == NOT_SENT || how == NO_REPLY))
+		how = ask_again(op, request, request_len, &len, reply);
 	if (request != small)
 		free(request);
 	if (how != REPLIED) {
@@ -275,7 +277,6 @@ bool store_request(char op, const char *const *words, size_t count, StoreReply *
 	return true;
 }
 
-
 int store_call(char op, const char *const *words, size_t count)
 {
 	StoreReply reply;
@@ -287,7 +288,7 @@ int store_call(char op, const char *const *words, size_t count)
 
 int store_call_flash(char op, const char *node)
 {
-	const char *words[1 + sizeof STORE_FLASH_SETTINGS / sizeof STORE_FLASH_SETTINGS[0]];
+	const char *words[STORE_WORDS_MAX];
 	size_t n = 0;
 	if (node)
 		words[n++] = node;

@@ -11,8 +11,6 @@
 // Requests and replies of this size or less (nearly all) need no buffer
 // from the heap.
 constexpr size_t STORE_SMALL_FRAME = 2048;
-// The most words a request carries: a commit's node and the flash settings.
-constexpr size_t STORE_WORDS_MAX = 4;
 
 struct StoreReply {
 	int result;         // the store's result for the operation

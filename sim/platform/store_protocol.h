@@ -1,7 +1,8 @@
 // The configuration daemon's requests and replies on its local socket.
 //
-// One request per connection. Both directions are a frame: a 32-bit
-// big-endian length, then that many bytes.
+// A connection carries requests one after another, each answered before the
+// next is read (a malformed one ends it). Both directions are a frame: a
+// 32-bit big-endian length, then that many bytes.
 //
 //   request body: one operation byte, then its words, each ended by a NUL.
 //   reply body:   32-bit big-endian result (two's complement), 32-bit
@@ -43,3 +44,5 @@ constexpr const char *const STORE_FLASH_SETTINGS[] = {
 	"GWSIM_MTD_KILL_AFTER_ERASES",
 	"GWSIM_MTD_ERASE_DELAY_US",
 };
+// The most words a request carries: a commit's node and the flash settings.
+constexpr size_t STORE_WORDS_MAX = 1 + sizeof STORE_FLASH_SETTINGS / sizeof STORE_FLASH_SETTINGS[0];
